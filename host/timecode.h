@@ -1,0 +1,29 @@
+// Timecode conversion.
+#pragma once
+
+#include <cstdint>
+
+/// Timecode bases as the low byte of tc2Frame's flags (and of the `tcFlags` items) names them.
+namespace tcbase {
+inline constexpr std::uint32_t k24 = 0x01;
+inline constexpr std::uint32_t k30 = 0x02;
+inline constexpr std::uint32_t k2997 = 0x04;
+inline constexpr std::uint32_t k25 = 0x08;
+inline constexpr std::uint32_t k50 = 0x10;
+inline constexpr std::uint32_t k5994 = 0x20;
+inline constexpr std::uint32_t k60 = 0x40;
+inline constexpr std::uint32_t k100 = 0x44;
+inline constexpr std::uint32_t k2398 = 0x80;
+} // namespace tcbase
+
+/// Bytes of a timecode field.
+inline constexpr std::uint32_t kTimecodeSize = 8;
+
+extern "C" {
+
+/// Converts an 8-byte SMPTE ST 331 binary timecode (BCD frames with the drop-frame flag in bit 6, seconds,
+/// minutes, hours, then user bits) to a frame number in the base that the low byte of `flags` names. The
+/// drop-frame flag counts in the bases 29.97 and 59.94. A field that is not a timecode, or an unknown base,
+/// gives frame 0 and result 0; otherwise the result is 1. `*frame` is always written.
+[[gnu::visibility("default")]] int tc2Frame(const void* timecode, std::uint32_t flags, std::uint32_t* frame);
+}
