@@ -10,7 +10,8 @@ inline constexpr std::uint32_t kErrorStatus = 0xC0000000U;
 inline constexpr std::uint32_t kWarningStatus = 0x80000000U;
 
 /// Receives every finished line, NUL-terminated, valid for the call only. Called from any thread, one call at
-/// a time. `status` is the status word of ErrFmtOut, 0 for ErrOut, the code for ErrMsgOut.
+/// a time; it must not log itself. `status` is the status word of ErrFmtOut, 0 for ErrOut, the code for
+/// ErrMsgOut.
 using PvLogSink = void (*)(void* context, std::uint32_t status, const char* line);
 
 /// Replaces the process-wide sink; null restores the default, which writes to standard error. On return no

@@ -5,10 +5,10 @@
 
 extern "C" {
 
-/// Makes `destination` a copy of `source`: its own pointer items are released first, texts are copied as
-/// texts, `rawParams` as a block of the size in its first word, numbers as they are. Copying a record onto
-/// itself changes nothing. Returns 0, or status::kOutOfMemory; an item that memory did not suffice for is
-/// null.
+/// Makes `destination` a copy of `source`: its own pointer items are released, texts are copied as texts,
+/// `rawParams` as a block of the size in its first word, numbers as they are. Copying a record onto itself
+/// changes nothing. Returns 0, or status::kOutOfMemory: an item that memory did not suffice for is null then.
+/// status::kMissingArgument when a record is null.
 [[gnu::visibility("default")]] std::uint32_t qmxInfoSet(QMXINFO* destination, const QMXINFO* source);
 
 /// Releases every pointer item, `rawParams` included, and sets them null. Numbers stay.

@@ -228,7 +228,7 @@ class [[gnu::visibility("default")]] CAMediaFile {
 extern "C" {
 
 /// Publishes the description of a media file that has just been opened: the host remembers path and object.
-/// Returns 0.
+/// Returns 0, status::kMissingArgument without both, status::kOutOfMemory.
 [[gnu::visibility("default")]] std::uint32_t mfSetMediaInfo(const char* path, CAMediaFile* file);
 
 /// The object last published under a path, null when there is none; a destroyed object is forgotten.

@@ -23,7 +23,9 @@ extern "C" {
 
 /// Converts an 8-byte SMPTE ST 331 binary timecode (BCD frames with the drop-frame flag in bit 6, seconds,
 /// minutes, hours, then user bits) to a frame number in the base that the low byte of `flags` names. The
-/// drop-frame flag counts in the bases 29.97 and 59.94. A field that is not a timecode, or an unknown base,
+/// drop-frame flag counts in the bases 29.97 and 59.94. The frame digits count single frames of the base; two
+/// bits of tens reach 39, so the faster bases start no later than that within a second. A field that is not a
+/// timecode (digits out of range, a frame number that drop-frame counting leaves out), or an unknown base,
 /// gives frame 0 and result 0; otherwise the result is 1. `*frame` is always written.
 [[gnu::visibility("default")]] int tc2Frame(const void* timecode, std::uint32_t flags, std::uint32_t* frame);
 }
