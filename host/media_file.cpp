@@ -42,8 +42,10 @@ class Registry {
 };
 
 Registry& registry() {
-    // Never destroyed: a media file may outlive every static object of this library.
-    static auto* const theRegistry = new Registry;
+    // Made in place, since a constructor must not fail for want of memory, and never destroyed, since a media
+    // file may outlive every static object of this library.
+    alignas(Registry) static unsigned char storage[sizeof(Registry)];
+    static auto* const theRegistry = ::new (storage) Registry;
     return *theRegistry;
 }
 
@@ -55,13 +57,9 @@ struct CAMediaFile::StreamBlock {
     StreamBlock* next;
 };
 
-CAMediaFile::CAMediaFile(std::uint32_t /*value*/) {
-    // A destructor must not be the first to ask for it: making it may fail.
-    registry();
-}
+CAMediaFile::CAMediaFile(std::uint32_t /*value*/) {}
 
 CAMediaFile::~CAMediaFile() {
-    registry().forget(this);
     m_setClose();
     qmxInfoDelete(&m_info);
     qmxInfoDelete(&m_infoCopy);
@@ -86,6 +84,7 @@ bool CAMediaFile::m_fCreateFile() const {
 }
 
 void CAMediaFile::m_setClose() {
+    registry().forget(this);
     if (m_hFile != kInvalidHandle) pvOSCloseFile(std::exchange(m_hFile, kInvalidHandle));
     m_fileName[0] = '\0';
 }

@@ -178,7 +178,7 @@ class [[gnu::visibility("default")]] CAMediaFile {
     /// True when the open flags ask for a file to be created or written.
     [[nodiscard]] bool m_fCreateFile() const;
 
-    /// Ends the open: closes `m_hFile` and forgets the path.
+    /// Ends the open: closes `m_hFile`, forgets the path and what was published under it.
     void m_setClose();
 
     /// A zero-filled stream record, null when there is no memory. The object owns it from here on and
@@ -231,6 +231,7 @@ extern "C" {
 /// Returns 0, status::kMissingArgument without both, status::kOutOfMemory.
 [[gnu::visibility("default")]] std::uint32_t mfSetMediaInfo(const char* path, CAMediaFile* file);
 
-/// The object last published under a path, null when there is none; a destroyed object is forgotten.
+/// The object last published under a path, null when there is none; a closed or destroyed object is
+/// forgotten.
 [[gnu::visibility("default")]] CAMediaFile* mfGetMediaInfo(const char* path);
 }

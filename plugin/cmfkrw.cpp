@@ -82,6 +82,7 @@ std::uint32_t CMFKrw::Close() {
     qmxInfoDelete(&m_info);
     std::free(m_frameTable);
     m_frameTable = nullptr;
+    m_frameTableLength = 0;
     m_setClose();
     return status::kOk;
 }

@@ -54,10 +54,21 @@ class CMFKrw : public CAMediaFile {
     std::int32_t m_danrawOffset = 0;       // of the DANRAW_HEADER inside every record
 
   private:
-    [[nodiscard]] std::uint32_t readVideo(std::uint32_t channelNumber, std::uint32_t frame,
-                                          std::uint32_t frameCount, bool reference, DFRAME* dframe);
-    [[nodiscard]] std::uint32_t readAudio(std::uint32_t channelNumber, std::uint32_t channelMask,
+    // The stages of Open, in order.
+    [[nodiscard]] std::uint32_t openHeader();
+    [[nodiscard]] std::uint32_t openTable();
+    [[nodiscard]] std::uint32_t openFirstRecord();
+    [[nodiscard]] std::uint32_t describeStream();
+
+    // The kinds of Read.
+    [[nodiscard]] std::uint32_t readVideo(StreamRecord* stream, std::uint32_t frame, std::uint32_t frameCount,
+                                          bool reference, DFRAME* dframe);
+    [[nodiscard]] std::uint32_t readPicture(StreamRecord& stream, std::uint32_t frame,
+                                            std::uint32_t frameCount, DFRAME& dframe);
+    [[nodiscard]] std::uint32_t readAudio(const StreamRecord* stream, std::uint32_t channelMask,
                                           std::uint32_t frame, bool reference, DFRAME* dframe);
     [[nodiscard]] std::uint32_t readSecondaryFile(std::uint32_t fileNumber, std::uint32_t frame,
                                                   bool reference, DFRAME* dframe);
+
+    std::uint32_t m_frameTableLength = 0; // entries of m_frameTable, whatever descriptions the host applies
 };

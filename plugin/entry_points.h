@@ -1,0 +1,48 @@
+// What the plug-in exports to a host: the entry points that the host looks up by name, and the format
+// descriptor. A host that loads the plug-in with dlopen takes their types from here.
+#pragma once
+
+#include "plugin/records.h"
+
+#include <cstdint>
+
+class CAMediaFile;
+
+/// Index that asks xCheckVersionAndFile for the interface version.
+inline constexpr std::uint32_t kVersionQuery = 0xFFFFFFFFU;
+/// Version of the plug-in interface.
+inline constexpr std::uint32_t kInterfaceVersion = 23;
+
+extern "C" {
+
+/// Creates, drives and destroys reader objects; the codes are CAMediaFile::mfxfcn. The host owns an object
+/// from creation to destruction.
+/// - MFX_CREATE without object: a new object constructed with the first 32-bit word at `record` (MFXCmdV1).
+/// - MFX_INIT: the object given, or a new one, after its MFXCmd took the record; 0 when that fails, and the
+///   object is gone.
+/// - MFX_EXIT: passes the record on; 0.
+/// - MFX_DESTROY: destroys the object; 0.
+/// - MFX_GETOPENFLAGS: stores the open flags in the 32-bit word at `record`; 0.
+/// - MFX_GETNAME: copies the open clip's path to the characters at `record`, which must have room; 0.
+/// - anything else: the 32-bit result of MFXCmd, zero-extended.
+/// 0 without the object or record that a code needs; the two queries then give -33 (sign-extended).
+[[gnu::visibility("default")]] std::uintptr_t xMediaFile(CAMediaFile* object, std::uint32_t code,
+                                                         void* record);
+
+/// Without path: index kVersionQuery gives the interface version (and the number of formats in the 32-bit
+/// word at `output`, when given); another index copies that format's descriptor to `output` and gives 0, or
+/// status::kUnknownFormat. With a path: the verdict on the file, 0 when a reader object can open it.
+[[gnu::visibility("default")]] std::uint32_t xCheckVersionAndFile(const char* path, std::uint32_t index,
+                                                                  void* output);
+
+/// Always 0.
+[[gnu::visibility("default")]] std::uint32_t xValidateFile();
+
+/// The formats that the plug-in reads.
+[[gnu::visibility("default")]] extern const FormatDescriptor sarFormats[1];
+}
+
+/// Types of the entry points, for dlsym.
+using XMediaFile = std::uintptr_t (*)(CAMediaFile*, std::uint32_t, void*);
+using XCheckVersionAndFile = std::uint32_t (*)(const char*, std::uint32_t, void*);
+using XValidateFile = std::uint32_t (*)();
