@@ -1,0 +1,71 @@
+// Makes the host misbehave on purpose, and watches what its callers leave behind. A test program that links
+// this stands between its callers (the reader's code, or a plug-in it loads) and the host library: every call
+// goes on to the library, unless a test has asked for it to fail. The heap of the code that is linked into
+// the program itself is covered too; shared libraries keep theirs.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+enum class HostCall {
+    allocation, // PVAlloc: null
+    heap,       // malloc, realloc, operator new of linked code: null, or std::bad_alloc
+    open,       // pvOSCreateFile: kInvalidHandle
+    seek,       // pvOSSeek: kSeekFailed
+    read,       // pvOSReadFile: 0
+};
+
+/// Faults and counts from construction to destruction; one object at a time.
+class HostFaults {
+  public:
+    HostFaults();
+    HostFaults(const HostFaults&) = delete;
+    HostFaults& operator=(const HostFaults&) = delete;
+    ~HostFaults();
+
+    /// The n-th call from now on (1 is the next) fails, that one alone, on whichever thread it comes. Where
+    /// the test's own code may allocate, disarm `heap` first.
+    void fail(HostCall call, std::uint64_t n);
+    /// The n-th read from now on delivers `bytes` bytes at most.
+    void shortenRead(std::uint64_t n, std::uint32_t bytes);
+    void disarm();
+
+    /// Calls so far, failed ones included: how far a sweep over every n has to go.
+    [[nodiscard]] std::uint64_t calls(HostCall call) const;
+
+    /// Blocks of PVAlloc that PVFree has not had.
+    [[nodiscard]] std::size_t liveBlocks() const;
+    /// Blocks of malloc and realloc that free has not had.
+    [[nodiscard]] std::size_t liveHeapBlocks() const;
+    /// Files opened and not closed.
+    [[nodiscard]] std::size_t openHandles() const;
+};
+
+struct LogLine {
+    std::uint32_t status; // as the host's log sink gets it
+    std::string text;
+
+    bool operator==(const LogLine&) const = default;
+};
+
+/// Collects the host's log lines instead of writing them, from construction to destruction; one object at a
+/// time.
+class LogCapture {
+  public:
+    LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+    ~LogCapture();
+
+    [[nodiscard]] std::vector<LogLine> lines() const;
+    /// The lines' texts alone.
+    [[nodiscard]] std::vector<std::string> texts() const;
+
+  private:
+    static void collect(void* context, std::uint32_t status, const char* line);
+
+    mutable std::mutex m_mutex;
+    std::vector<LogLine> m_lines;
+};
