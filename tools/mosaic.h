@@ -1,0 +1,27 @@
+// A colour-filter mosaic in memory, and its four colour planes.
+#pragma once
+
+#include "krw/format.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// width x height samples, row after row from the top, no padding. The colour layout is "grbg": green and red
+/// on even rows, blue and green on odd ones.
+struct Mosaic {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::vector<std::uint16_t> samples;
+};
+
+/// Plane `index` (0 to 3) of a mosaic of even size: (width / 2) x (height / 2) samples, row after row. Bit 1
+/// of the index names odd rows, bit 0 odd columns.
+[[nodiscard]] inline std::vector<std::uint16_t> extractPlane(const Mosaic& mosaic, std::size_t index) {
+    std::vector<std::uint16_t> plane;
+    plane.reserve(mosaic.samples.size() / krwfile::plane::kCount);
+    for (std::size_t row = index / 2; row < mosaic.height; row += 2)
+        for (std::size_t column = index % 2; column < mosaic.width; column += 2)
+            plane.push_back(mosaic.samples[row * mosaic.width + column]);
+    return plane;
+}
