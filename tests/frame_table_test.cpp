@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -66,8 +67,9 @@ struct Outcome {
 
 constexpr std::int32_t kUntouched = -77;
 
-/// Runs one of the two functions over a file of these bytes.
-Outcome run(const Bytes& bytes, bool scanOnly = false) {
+/// Runs one of the two functions over a file of these bytes; `arm` goes before the call.
+Outcome run(
+    const Bytes& bytes, bool scanOnly = false, const std::function<void()>& arm = [] {}) {
     const TempDir directory;
     const std::string path = directory.path("clip");
     std::ofstream(path, std::ios::binary)
@@ -78,6 +80,7 @@ Outcome run(const Bytes& bytes, bool scanOnly = false) {
     Outcome outcome;
     outcome.count = kUntouched;
     testing::internal::CaptureStdout();
+    arm();
     std::uint64_t* table = scanOnly ? krw2_rebuild_frame_table(handle, &outcome.count, kDanraw)
                                     : krw2_get_frame_table(handle, &outcome.count, kDanraw);
     std::fflush(stdout);
@@ -148,6 +151,42 @@ TEST(FrameTable, OutcomeOfEachFile) {
     }
 }
 
+TEST(FrameTable, FailingHostLeavesNoTableAndNoBlock) {
+    const Bytes withTable = stored(2, 64);
+    const Bytes withoutTable = chain(3);
+    struct Row {
+        const char* name;
+        const Bytes& bytes;
+        std::function<void(HostFaults&)> arm;
+        std::string output;
+    };
+    const std::string noMemory = std::string(kScanned) + "error realloc kr2 table.\n";
+    const Row rows[] = {
+        {"seek to the trailer", withTable, [](HostFaults& f) { f.fail(HostCall::seek, 1); }, ""},
+        {"read of the trailer", withTable, [](HostFaults& f) { f.fail(HostCall::read, 1); }, ""},
+        {"short trailer", withTable, [](HostFaults& f) { f.shortenRead(1, 255); }, ""},
+        {"no memory for the table", withTable, [](HostFaults& f) { f.fail(HostCall::heap, 1); }, ""},
+        {"seek to the table", withTable, [](HostFaults& f) { f.fail(HostCall::seek, 2); }, ""},
+        {"read of the table", withTable, [](HostFaults& f) { f.fail(HostCall::read, 2); }, ""},
+        {"short table", withTable, [](HostFaults& f) { f.shortenRead(2, 15); }, ""},
+        {"no memory for the scan", withoutTable, [](HostFaults& f) { f.fail(HostCall::heap, 1); }, noMemory},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        HostFaults faults;
+        std::size_t before = 0;
+        const Outcome outcome = run(row.bytes, false, [&] {
+            before = faults.liveHeapBlocks();
+            row.arm(faults);
+        });
+        EXPECT_FALSE(outcome.hasTable);
+        EXPECT_EQ(outcome.count, 0);
+        EXPECT_EQ(outcome.output, row.output);
+        EXPECT_EQ(faults.liveHeapBlocks(), before);
+        EXPECT_EQ(faults.openHandles(), 0U);
+    }
+}
+
 TEST(FrameTable, NullCountIsRefused) {
     EXPECT_EQ(krw2_get_frame_table(kInvalidHandle, nullptr, kDanraw), nullptr);
     EXPECT_EQ(krw2_rebuild_frame_table(kInvalidHandle, nullptr, kDanraw), nullptr);
@@ -166,6 +205,13 @@ TEST(FrameTable, ScanGrowsInSteps) {
     EXPECT_EQ(outcome.count, 4097);
     EXPECT_EQ(outcome.entries[4096], 4096U * step);
     EXPECT_EQ(outcome.output, "re-allocate table size = 4096\nre-allocate table size = 8192\n");
+
+    HostFaults faults;
+    const Outcome failed = run(bytes, true, [&] { faults.fail(HostCall::heap, 2); });
+    EXPECT_FALSE(failed.hasTable);
+    EXPECT_EQ(failed.count, 0);
+    EXPECT_EQ(failed.output, "re-allocate table size = 4096\nerror realloc kr2 table.\n");
+    EXPECT_EQ(faults.liveHeapBlocks(), 0U);
 }
 
 TEST(FrameTable, OffsetsBeyond4GiB) {
