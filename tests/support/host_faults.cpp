@@ -9,7 +9,6 @@
 #include <atomic>
 #include <dlfcn.h>
 #include <new>
-#include <set>
 
 namespace {
 
@@ -21,76 +20,28 @@ struct Trigger {
     bool strikes() { return ++calls == failing; }
 };
 
-// This file's own bookkeeping allocates as well: it is neither counted nor failed.
-thread_local bool insideBookkeeping = false;
-
-class Bookkeeping {
-  public:
-    Bookkeeping() { insideBookkeeping = true; }
-    Bookkeeping(const Bookkeeping&) = delete;
-    Bookkeeping& operator=(const Bookkeeping&) = delete;
-    ~Bookkeeping() { insideBookkeeping = m_outer; }
-
-  private:
-    bool m_outer = insideBookkeeping;
-};
-
-/// Things acquired and not yet released: addresses or handles.
-class Live {
-  public:
-    void add(std::uint64_t thing) {
-        const Bookkeeping guard;
-        const std::scoped_lock lock(m_mutex);
-        m_things.insert(thing);
-    }
-    void remove(std::uint64_t thing) {
-        const Bookkeeping guard;
-        const std::scoped_lock lock(m_mutex);
-        m_things.erase(thing);
-    }
-    void clear() {
-        const std::scoped_lock lock(m_mutex);
-        m_things.clear();
-    }
-    [[nodiscard]] std::size_t count() {
-        const std::scoped_lock lock(m_mutex);
-        return m_things.size();
-    }
-
-  private:
-    std::mutex m_mutex;
-    std::set<std::uint64_t> m_things;
-};
-
 struct Watch {
     std::atomic<bool> active = false;
     std::array<Trigger, 5> triggers; // by HostCall
     Trigger shortRead;
     std::atomic<std::uint32_t> shortReadLength = 0;
-    Live blocks, heapBlocks, handles;
+    std::atomic<int> blocks = 0;
+    std::atomic<int> heapBlocks = 0;
+    std::atomic<int> handles = 0;
 
     Trigger& trigger(HostCall call) { return triggers.at(static_cast<std::size_t>(call)); }
 };
 
-Watch& watch() {
-    // Never destroyed: memory is released until the very end of the process.
-    static Watch* const theWatch = [] {
-        const Bookkeeping guard;
-        return new Watch;
-    }();
-    return *theWatch;
-}
-
-bool isOn() {
-    return !insideBookkeeping && watch().active;
-}
+constinit Watch watch;
+// A captured line takes memory that no caller has asked for: it is neither counted nor refused.
+thread_local bool capturing = false;
 
 bool strikes(HostCall call) {
-    return isOn() && watch().trigger(call).strikes();
+    return watch.active && !capturing && watch.trigger(call).strikes();
 }
 
-std::uint64_t addressOf(const void* block) {
-    return reinterpret_cast<std::uintptr_t>(block);
+void count(std::atomic<int>& live, int change) {
+    if (watch.active && !capturing) live += change;
 }
 
 /// The host library's function behind one of this program's.
@@ -103,47 +54,46 @@ Function* libraryFunction(Function* /*ours*/, const char* name) {
 
 HostFaults::HostFaults() {
     disarm();
-    for (Trigger& trigger : watch().triggers)
+    for (Trigger& trigger : watch.triggers)
         trigger.calls = 0;
-    for (Live* live : {&watch().blocks, &watch().heapBlocks, &watch().handles})
-        live->clear();
-    watch().active = true;
+    watch.blocks = watch.heapBlocks = watch.handles = 0;
+    watch.active = true;
 }
 
 HostFaults::~HostFaults() {
-    watch().active = false;
+    watch.active = false;
 }
 
 void HostFaults::fail(HostCall call, std::uint64_t n) {
-    Trigger& trigger = watch().trigger(call);
+    Trigger& trigger = watch.trigger(call);
     trigger.failing = trigger.calls + n;
 }
 
 void HostFaults::shortenRead(std::uint64_t n, std::uint32_t bytes) {
-    watch().shortReadLength = bytes;
-    watch().shortRead.failing = watch().shortRead.calls + n;
+    watch.shortReadLength = bytes;
+    watch.shortRead.failing = watch.shortRead.calls + n;
 }
 
 void HostFaults::disarm() {
-    for (Trigger& trigger : watch().triggers)
+    for (Trigger& trigger : watch.triggers)
         trigger.failing = 0;
-    watch().shortRead.failing = 0;
+    watch.shortRead.failing = 0;
 }
 
 std::uint64_t HostFaults::calls(HostCall call) const {
-    return watch().trigger(call).calls;
+    return watch.trigger(call).calls;
 }
 
-std::size_t HostFaults::liveBlocks() const {
-    return watch().blocks.count();
+int HostFaults::liveBlocks() const {
+    return watch.blocks;
 }
 
-std::size_t HostFaults::liveHeapBlocks() const {
-    return watch().heapBlocks.count();
+int HostFaults::liveHeapBlocks() const {
+    return watch.heapBlocks;
 }
 
-std::size_t HostFaults::openHandles() const {
-    return watch().handles.count();
+int HostFaults::openHandles() const {
+    return watch.handles;
 }
 
 LogCapture::LogCapture() {
@@ -167,10 +117,11 @@ std::vector<std::string> LogCapture::texts() const {
 }
 
 void LogCapture::collect(void* context, std::uint32_t status, const char* line) {
-    const Bookkeeping guard;
+    capturing = true;
     auto* const capture = static_cast<LogCapture*>(context);
     const std::scoped_lock lock(capture->m_mutex);
     capture->m_lines.push_back({status, line});
+    capturing = false;
 }
 
 // The host functions as this program's callers see them.
@@ -178,14 +129,13 @@ void LogCapture::collect(void* context, std::uint32_t status, const char* line) 
 void* PVAlloc(std::size_t size) {
     static auto* const real = libraryFunction(&PVAlloc, "PVAlloc");
     void* const block = strikes(HostCall::allocation) ? nullptr : real(size);
-    if (isOn() && block != nullptr) watch().blocks.add(addressOf(block));
+    if (block != nullptr) count(watch.blocks, 1);
     return block;
 }
 
 void PVFree(void* block) {
     static auto* const real = libraryFunction(&PVFree, "PVFree");
-    // Forgotten first: another thread may be given the same block at once.
-    if (isOn()) watch().blocks.remove(addressOf(block));
+    if (block != nullptr) count(watch.blocks, -1);
     real(block);
 }
 
@@ -195,14 +145,15 @@ std::int64_t pvOSCreateFile(const char* path, std::uint32_t access, std::uint32_
     static auto* const real = libraryFunction(&pvOSCreateFile, "pvOSCreateFile");
     if (strikes(HostCall::open)) return kInvalidHandle;
     const auto handle = real(path, access, shareMode, security, disposition, attributes, templateFile);
-    if (isOn() && handle != kInvalidHandle) watch().handles.add(static_cast<std::uint64_t>(handle));
+    if (handle != kInvalidHandle) count(watch.handles, 1);
     return handle;
 }
 
 int pvOSCloseFile(std::int64_t handle) {
     static auto* const real = libraryFunction(&pvOSCloseFile, "pvOSCloseFile");
-    if (isOn()) watch().handles.remove(static_cast<std::uint64_t>(handle));
-    return real(handle);
+    const int closed = real(handle);
+    if (closed != 0) count(watch.handles, -1);
+    return closed;
 }
 
 int pvOSReadFile(std::int64_t handle, void* buffer, std::uint32_t length, std::uint32_t* bytesRead,
@@ -210,8 +161,8 @@ int pvOSReadFile(std::int64_t handle, void* buffer, std::uint32_t length, std::u
     static auto* const real = libraryFunction(&pvOSReadFile, "pvOSReadFile");
     *bytesRead = 0;
     if (strikes(HostCall::read)) return 0;
-    const bool cut = isOn() && watch().shortRead.strikes();
-    const std::uint32_t room = cut ? std::min<std::uint32_t>(length, watch().shortReadLength) : length;
+    const bool cut = watch.active && watch.shortRead.strikes();
+    const std::uint32_t room = cut ? std::min<std::uint32_t>(length, watch.shortReadLength) : length;
     return real(handle, buffer, room, bytesRead, overlapped);
 }
 
@@ -234,23 +185,19 @@ void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
 
 void* __wrap_malloc(std::size_t size) {
     void* const block = strikes(HostCall::heap) ? nullptr : __real_malloc(size);
-    if (block != nullptr && isOn()) watch().heapBlocks.add(addressOf(block));
+    if (block != nullptr) count(watch.heapBlocks, 1);
     return block;
 }
 
 void* __wrap_realloc(void* block, std::size_t size) {
     if (strikes(HostCall::heap)) return nullptr;
-    const std::uint64_t before = addressOf(block);
     void* const moved = __real_realloc(block, size);
-    if (moved != nullptr && isOn()) {
-        watch().heapBlocks.remove(before);
-        watch().heapBlocks.add(addressOf(moved));
-    }
+    if (block == nullptr && moved != nullptr) count(watch.heapBlocks, 1);
     return moved;
 }
 
 void __wrap_free(void* block) {
-    if (isOn()) watch().heapBlocks.remove(addressOf(block));
+    if (block != nullptr) count(watch.heapBlocks, -1);
     __real_free(block);
 }
 

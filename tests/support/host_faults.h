@@ -35,12 +35,12 @@ class HostFaults {
     /// Calls so far, failed ones included: how far a sweep over every n has to go.
     [[nodiscard]] std::uint64_t calls(HostCall call) const;
 
-    /// Blocks of PVAlloc that PVFree has not had.
-    [[nodiscard]] std::size_t liveBlocks() const;
-    /// Blocks of malloc and realloc that free has not had.
-    [[nodiscard]] std::size_t liveHeapBlocks() const;
-    /// Files opened and not closed.
-    [[nodiscard]] std::size_t openHandles() const;
+    /// Blocks of PVAlloc less those that PVFree had.
+    [[nodiscard]] int liveBlocks() const;
+    /// Blocks of malloc and realloc less those that free had.
+    [[nodiscard]] int liveHeapBlocks() const;
+    /// Files opened less those closed.
+    [[nodiscard]] int openHandles() const;
 };
 
 struct LogLine {
