@@ -55,5 +55,17 @@ class [[gnu::visibility("default")]] KineDec {
                std::size_t srcSize, std::uint16_t* dst, std::int32_t count, std::int32_t shift,
                std::int32_t rowLength);
 
+    /// Decodes a plane at half its height: stores rows 0, 2, 4, ... one after another in `dst` and passes
+    /// over the others, which are checked all the same. `count` and `rowLength` describe the whole plane; the
+    /// stored rows are shifted. A plane with an odd number of rows ends with its last even row. Fetches as
+    /// `decode` does.
+    int decode2(const std::uint16_t* codeLengths, const std::uint16_t* codes, const std::uint8_t* src,
+                std::uint16_t* dst, std::int32_t count, std::int32_t shift, std::int32_t rowLength);
+
+    /// The same with the stream's length.
+    int decode2(const std::uint16_t* codeLengths, const std::uint16_t* codes, const std::uint8_t* src,
+                std::size_t srcSize, std::uint16_t* dst, std::int32_t count, std::int32_t shift,
+                std::int32_t rowLength);
+
     KineDecEntry m_table[std::size_t{1} << kKineIndexBits]; // by the next 13 bits of the stream
 };

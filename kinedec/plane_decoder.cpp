@@ -1,0 +1,116 @@
+// Difference decoding, prediction, the row loop and the shift pass.
+#include "kinedec/plane_decoder.h"
+
+#include "host/error_output.h"
+#include "kinedec/code_table.h"
+
+#include <algorithm>
+
+namespace kinedec {
+
+namespace {
+
+int reportCodecError(std::int32_t samplesLeft) {
+    ErrOut("codec error: %X!\n", static_cast<std::uint32_t>(samplesLeft));
+    return 0;
+}
+
+bool isInContract(const PlaneParameters& plane) {
+    if (plane.count < 0 || plane.shift < 0 || plane.shift > 31) return false;
+    if (plane.count > 0 && plane.rowLength < 1) return false;
+    return isLegalCodeTable(plane.codeLengths, plane.codes);
+}
+
+// A difference whose magnitude bits reach past the index.
+template <class BitReader>
+std::uint32_t deferredDifference(BitReader& stream, const KineDecEntry& entry) {
+    stream.extend(entry.bits);
+    const std::uint32_t magnitude = stream.field(entry.bits) & entry.value;
+    stream.drop(entry.bits);
+    if constexpr (BitReader::kSamplesPerRefill > 1) stream.refill();
+    return (magnitude & entry.signBit) != 0 ? magnitude : (magnitude + 1) | entry.negFill;
+}
+
+// The next difference, modulo 65536. False: no code starts like this.
+template <class BitReader>
+bool decodeDifference(BitReader& stream, const KineDecEntry* table, std::uint32_t& difference) {
+    const KineDecEntry& entry = table[stream.field(kKineIndexBits)];
+    const std::uint32_t bits = entry.bits;
+    if (bits - 1U < std::uint32_t{kKineIndexBits}) [[likely]] { // neither empty nor deferred
+        stream.drop(static_cast<int>(bits));
+        difference = entry.value;
+        return true;
+    }
+    if (bits == 0) return false;
+    difference = deferredDifference(stream, entry);
+    return true;
+}
+
+// One row. `prediction` is that of the row's first sample and becomes that of the next row's. A row that is
+// not stored is decoded for its first sample and to keep in step.
+template <bool kStore, class BitReader>
+bool decodeRow(BitReader& stream, const KineDecEntry* table, std::int32_t rowLength,
+               std::uint32_t& prediction, std::uint16_t* row, std::ptrdiff_t sampleStride) {
+    std::uint32_t sample = prediction;
+    for (std::int32_t column = 0; column < rowLength; ++column) {
+        if (column % BitReader::kSamplesPerRefill == 0) stream.refill();
+        std::uint32_t difference = 0;
+        if (!decodeDifference(stream, table, difference)) return false;
+        sample += difference;
+        if (column == 0) prediction = sample;
+        if constexpr (kStore) row[column * sampleStride] = static_cast<std::uint16_t>(sample);
+    }
+    return true;
+}
+
+void shiftSamples(const PlaneOutput& output, std::int64_t samples, std::int32_t rowLength,
+                  std::int32_t shift) {
+    for (std::ptrdiff_t row = 0; samples > 0; samples -= rowLength, ++row) {
+        const auto inRow = static_cast<std::ptrdiff_t>(std::min<std::int64_t>(samples, rowLength));
+        for (std::ptrdiff_t i = 0; i < inRow; ++i) {
+            std::uint16_t& sample = output.samples[row * output.rowStride + i * output.sampleStride];
+            sample = static_cast<std::uint16_t>(std::uint32_t{sample} << shift);
+        }
+    }
+}
+
+template <class BitReader>
+int decodeWith(KineDec& decoder, BitReader stream, const PlaneParameters& plane, StoredRows stored,
+               const PlaneOutput& output) {
+    if (!isInContract(plane)) return reportCodecError(plane.count);
+    buildCodeTable(plane.codeLengths, plane.codes, decoder.m_table);
+
+    std::uint32_t prediction = 0;
+    std::ptrdiff_t storedRows = 0;
+    bool store = true;
+    for (std::int32_t left = plane.count; left > 0; left -= plane.rowLength) {
+        std::uint16_t* row = output.samples + storedRows * output.rowStride;
+        const bool decoded = store ? decodeRow<true>(stream, decoder.m_table, plane.rowLength, prediction,
+                                                     row, output.sampleStride)
+                                   : decodeRow<false>(stream, decoder.m_table, plane.rowLength, prediction,
+                                                      row, output.sampleStride);
+        if (!decoded) return reportCodecError(left);
+        if (store) ++storedRows;
+        store = stored == StoredRows::all || !store;
+    }
+    if (plane.shift != 0) {
+        const std::int64_t decodedSamples = std::int64_t{storedRows} * plane.rowLength;
+        shiftSamples(output, std::min<std::int64_t>(decodedSamples, plane.count), plane.rowLength,
+                     plane.shift);
+    }
+    return 1;
+}
+
+} // namespace
+
+int decodePlane(KineDec& decoder, BoundedBitReader stream, const PlaneParameters& plane, StoredRows stored,
+                const PlaneOutput& output) {
+    return decodeWith(decoder, stream, plane, stored, output);
+}
+
+int decodePlane(KineDec& decoder, ByteBitReader stream, const PlaneParameters& plane, StoredRows stored,
+                const PlaneOutput& output) {
+    return decodeWith(decoder, stream, plane, stored, output);
+}
+
+} // namespace kinedec
