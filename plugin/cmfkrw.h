@@ -70,5 +70,11 @@ class CMFKrw : public CAMediaFile {
     [[nodiscard]] std::uint32_t readSecondaryFile(std::uint32_t fileNumber, std::uint32_t frame,
                                                   bool reference, DFRAME* dframe);
 
+    // The parts of SetFileInfo.
+    void applyInfo(const QMXINFO& info);
+    [[nodiscard]] bool applyVideo(const QMXVIDEO& video);
+    [[nodiscard]] bool addAudioChannels(std::uint32_t requested);
+    [[nodiscard]] bool describeAudioPair(std::uint32_t pair);
+
     std::uint32_t m_frameTableLength = 0; // entries of m_frameTable, whatever descriptions the host applies
 };
