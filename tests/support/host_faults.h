@@ -21,8 +21,7 @@ enum class HostCall {
 class HostFaults {
   public:
     HostFaults();
-    HostFaults(const HostFaults&) = delete;
-    HostFaults& operator=(const HostFaults&) = delete;
+    HostFaults(HostFaults&&) = delete;
     ~HostFaults();
 
     /// The n-th call from now on (1 is the next) fails, that one alone, on whichever thread it comes. Where
@@ -55,8 +54,7 @@ struct LogLine {
 class LogCapture {
   public:
     LogCapture();
-    LogCapture(const LogCapture&) = delete;
-    LogCapture& operator=(const LogCapture&) = delete;
+    LogCapture(LogCapture&&) = delete;
     ~LogCapture();
 
     [[nodiscard]] std::vector<LogLine> lines() const;
