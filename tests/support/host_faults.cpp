@@ -173,6 +173,8 @@ std::uint64_t pvOSSeek(std::int64_t handle, std::uint64_t offset) {
 
 // The heap as the linker's --wrap leads this program's code to it; operator new by its mangled names.
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+// Visible, because the linker takes the same calls of shared libraries for references to them.
+#pragma GCC visibility push(default)
 extern "C" {
 
 void* __real_malloc(std::size_t size);
@@ -217,4 +219,5 @@ void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
     return strikes(HostCall::heap) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
 }
 }
+#pragma GCC visibility pop
 // NOLINTEND(bugprone-reserved-identifier)
