@@ -1,0 +1,245 @@
+#include "tools/clip_writer.h"
+
+#include "tools/dng_header.h"
+#include "tools/little_endian.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <fmt/format.h>
+#include <limits>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace {
+
+namespace danraw = krwfile::danraw;
+namespace plane = krwfile::plane;
+namespace trailer = krwfile::trailer;
+
+constexpr std::uint64_t kMax32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint32_t kMaxSample = 65535;
+constexpr unsigned kMaxShift = 15; // beyond that nothing of a 16-bit sample is left
+
+struct TextSource {
+    danraw::TextField field;
+    std::string ClipDescription::*text;
+    std::string_view name;
+};
+
+constexpr std::array kTexts{
+    TextSource{danraw::kManufacturer, &ClipDescription::manufacturer, "manufacturer"},
+    TextSource{danraw::kText304, &ClipDescription::text304, "text at 304"},
+    TextSource{danraw::kSerialNo, &ClipDescription::serialNo, "serial number"},
+    TextSource{danraw::kText368, &ClipDescription::text368, "text at 368"},
+    TextSource{danraw::kModelName, &ClipDescription::modelName, "model name"},
+    TextSource{danraw::kProject, &ClipDescription::project, "project"},
+    TextSource{danraw::kText772, &ClipDescription::text772, "text at 772"},
+    TextSource{danraw::kDirectorName, &ClipDescription::directorName, "director's name"},
+    TextSource{danraw::kText856, &ClipDescription::text856, "text at 856"},
+    TextSource{danraw::kText884, &ClipDescription::text884, "text at 884"},
+    TextSource{danraw::kText1380, &ClipDescription::text1380, "text at 1380"},
+    TextSource{danraw::kText1416, &ClipDescription::text1416, "text at 1416"},
+};
+
+// The three parts that a note is stored in, in reading order.
+constexpr std::array kNoteParts{danraw::kNote1, danraw::kNote2, danraw::kNote3};
+
+void storeText(std::span<std::uint8_t> header, danraw::TextField field, std::string_view text,
+               std::string_view name) {
+    if (text.size() > field.size)
+        throw std::runtime_error(
+            fmt::format("the {} has {} bytes, its field {}", name, text.size(), field.size));
+    std::ranges::copy(text, header.subspan(field.offset, field.size).begin());
+}
+
+void storeNote(std::span<std::uint8_t> header, std::string_view note) {
+    for (const danraw::TextField& part : kNoteParts) {
+        storeText(header, part, note.substr(0, part.size), "note");
+        note.remove_prefix(std::min(note.size(), part.size));
+    }
+    if (!note.empty())
+        throw std::runtime_error(fmt::format("the note is {} bytes longer than its fields", note.size()));
+}
+
+constexpr std::uint8_t toBcd(std::uint64_t value) {
+    return static_cast<std::uint8_t>(value / 10 << 4U | value % 10);
+}
+
+/// What the frames of a timecode count to; a rate that is not a number counts as 1.
+std::uint64_t nominalRate(float framesPerSecond) {
+    return framesPerSecond > 1 ? static_cast<std::uint64_t>(std::round(std::min(framesPerSecond, 100.0F)))
+                               : 1;
+}
+
+/// SMPTE ST 331 binary timecode of a frame, counted without drop-frame from the clip's start.
+std::uint32_t timecode(const ClipDescription& description, std::uint64_t frame) {
+    constexpr std::uint64_t kSecondsPerDay = 24 * 60 * 60;
+    // Two bits hold the tens of the frames: in the high rates the last frames of a second share a timecode.
+    constexpr std::uint64_t kMostFrames = 39;
+    const std::uint64_t rate = nominalRate(description.framesPerSecond);
+    const StartTimecode& start = description.start;
+    if (start.hours > 23 || start.minutes > 59 || start.seconds > 59 ||
+        start.frames > std::min(rate - 1, kMostFrames))
+        throw std::runtime_error("the start timecode is not a timecode of the clip's rate");
+    const std::uint64_t total =
+        (std::uint64_t{start.hours} * 3600 + start.minutes * 60 + start.seconds) * rate + start.frames +
+        frame;
+    const std::uint64_t seconds = total / rate % kSecondsPerDay;
+    const std::array<std::uint8_t, 4> fields{toBcd(std::min(total % rate, kMostFrames)), toBcd(seconds % 60),
+                                             toBcd(seconds / 60 % 60), toBcd(seconds / 3600)};
+    return fields[0] | std::uint32_t{fields[1]} << 8 | std::uint32_t{fields[2]} << 16 |
+           std::uint32_t{fields[3]} << 24;
+}
+
+std::vector<std::uint8_t> makeDanrawHeader(const ClipDescription& description, const CodedPicture& picture,
+                                           std::uint64_t frame) {
+    std::vector<std::uint8_t> header(danraw::kSize);
+    storeLittleEndian(header, danraw::kSignatureOffset, danraw::kSignature);
+    storeLittleEndian(header, danraw::kValue24, description.value24);
+    storeLittleEndian(header, danraw::kWidth, picture.width);
+    storeLittleEndian(header, danraw::kHeight, picture.height);
+    storeLittleEndian(header, danraw::kFramesPerSecond,
+                      std::bit_cast<std::uint32_t>(description.framesPerSecond));
+    storeLittleEndian(header, danraw::kTimecode, timecode(description, frame));
+    storeLittleEndian(header, danraw::kCameraIndex, std::bit_cast<std::uint32_t>(description.cameraIndex));
+    storeLittleEndian(header, danraw::kScene, std::bit_cast<std::uint32_t>(description.scene));
+    storeLittleEndian(header, danraw::kTake, std::bit_cast<std::uint32_t>(description.take));
+    for (const TextSource& source : kTexts)
+        storeText(header, source.field, description.*source.text, source.name);
+    storeNote(header, description.note);
+    return header;
+}
+
+void storePlane(std::span<std::uint8_t> descriptor, const CodedPlane& coded, unsigned shift,
+                std::uint64_t offset) {
+    storeLittleEndian(descriptor, plane::kDataOffset, static_cast<std::uint32_t>(offset));
+    storeLittleEndian(descriptor, plane::kDataSize, static_cast<std::uint32_t>(coded.data.size()));
+    storeLittleEndian(descriptor, plane::kShift, std::uint32_t{shift});
+    for (std::size_t category = 0; category < plane::kStoredCategories; ++category) {
+        storeLittleEndian(descriptor, plane::kCodeLengths + 2 * category, coded.table.lengths[category]);
+        storeLittleEndian(descriptor, plane::kCodes + 2 * category, coded.table.codes[category]);
+    }
+}
+
+/// A level on the scale of the delivered samples, which end at 16 bits.
+std::uint32_t deliveredLevel(std::uint32_t level, unsigned shift) {
+    return static_cast<std::uint32_t>(std::min(std::uint64_t{level} << shift, std::uint64_t{kMaxSample}));
+}
+
+DngHeader describePicture(const ClipDescription& description, const CodedPicture& picture) {
+    DngHeader header;
+    header.width = picture.width;
+    header.height = picture.height;
+    header.compression = description.compression;
+    header.make = description.manufacturer;
+    header.model = description.modelName;
+    header.blackLevel = deliveredLevel(description.blackLevel, description.shift);
+    header.whiteLevel = deliveredLevel(description.whiteLevel, description.shift);
+    header.bitsPerSample = static_cast<std::uint16_t>(std::bit_width(header.whiteLevel));
+    header.privateDataOffset = description.danrawOffset;
+    header.picturesOffset = description.danrawOffset + static_cast<std::uint32_t>(danraw::kSize);
+    for (const CodedPlane& coded : picture.planes)
+        header.picturesSize += static_cast<std::uint32_t>(coded.data.size());
+    return header;
+}
+
+void checkShift(std::uint32_t largestSample, unsigned shift) {
+    if (shift > kMaxShift || largestSample << shift > kMaxSample)
+        throw std::runtime_error(
+            fmt::format("the sample {} shifted left by {} does not fit 16 bits", largestSample, shift));
+}
+
+/// Size of the record, once it is known that its parts fit the format's 32-bit offsets.
+std::size_t recordSize(const ClipDescription& description, const CodedPicture& picture) {
+    std::uint64_t size = std::uint64_t{description.danrawOffset} + danraw::kSize;
+    for (const CodedPlane& coded : picture.planes)
+        size += coded.data.size();
+    if (size > kMax32) throw std::runtime_error("a frame record would reach 4 GiB");
+    return size;
+}
+
+} // namespace
+
+void checkPictureSize(std::uint32_t width, std::uint32_t height) {
+    if (width == 0 || height == 0 || width % 2 != 0 || height % 2 != 0)
+        throw std::runtime_error(
+            fmt::format("a picture of {} x {}: width and height must be even and not 0", width, height));
+    if (width > kMax32 / height / 2)
+        throw std::runtime_error(
+            fmt::format("a picture of {} x {} samples would not fit 4 GiB", width, height));
+}
+
+CodedPicture encodePicture(const Mosaic& mosaic) {
+    checkPictureSize(mosaic.width, mosaic.height);
+    CodedPicture picture{mosaic.width, mosaic.height, *std::ranges::max_element(mosaic.samples), {}};
+    const std::size_t rowLength = mosaic.width / 2;
+    for (std::size_t index = 0; index < plane::kCount; ++index) {
+        const std::vector<std::uint16_t> samples = extractPlane(mosaic, index);
+        CodedPlane& coded = picture.planes[index];
+        coded.table = fitCodeTable(countCategories(samples, rowLength));
+        coded.data = encodePlane(samples, rowLength, coded.table);
+    }
+    return picture;
+}
+
+std::vector<std::uint8_t> makeFrameRecord(const ClipDescription& description, const CodedPicture& picture,
+                                          std::uint64_t frame) {
+    checkShift(picture.largestSample, description.shift);
+    const std::size_t size = recordSize(description, picture);
+    // Every record has the header, so that a record cut out of its clip is a file with a header of its own.
+    std::vector<std::uint8_t> record = makeDngHeader(describePicture(description, picture));
+    if (record.size() > description.danrawOffset)
+        throw std::runtime_error(fmt::format("a DANRAW_HEADER at {} would overlap the {} bytes before it",
+                                             description.danrawOffset, record.size()));
+    record.resize(size);
+
+    std::vector<std::uint8_t> header = makeDanrawHeader(description, picture, frame);
+    std::uint64_t end = std::uint64_t{description.danrawOffset} + danraw::kSize;
+    for (std::size_t index = 0; index < plane::kCount; ++index) {
+        const CodedPlane& coded = picture.planes[index];
+        storePlane(std::span(header).subspan(danraw::kPlanes + index * plane::kSize, plane::kSize), coded,
+                   description.shift, end);
+        std::ranges::copy(coded.data, std::span(record).subspan(end).begin());
+        end += coded.data.size();
+    }
+    storeLittleEndian(header, danraw::kRecordLength, static_cast<std::uint32_t>(end));
+    std::ranges::copy(header, std::span(record).subspan(description.danrawOffset).begin());
+    return record;
+}
+
+std::vector<std::uint8_t> makeStoredTable(std::span<const std::uint64_t> recordStarts, std::uint64_t end) {
+    if (recordStarts.size() >= std::size_t{trailer::kFrameLimit})
+        throw std::runtime_error("too many frames for a stored table");
+    const std::uint64_t tableEnd = end + recordStarts.size() * trailer::kEntrySize;
+    const std::uint64_t trailerStart = (tableEnd + trailer::kBlock - 1) / trailer::kBlock * trailer::kBlock;
+    std::vector<std::uint8_t> bytes(trailerStart - end + trailer::kSize);
+    for (std::size_t index = 0; index < recordStarts.size(); ++index)
+        storeLittleEndian(bytes, index * trailer::kEntrySize, recordStarts[index]);
+
+    const std::span<std::uint8_t> block = std::span(bytes).subspan(trailerStart - end);
+    storeLittleEndian(block, trailer::kMagicOffset, trailer::kMagic);
+    storeLittleEndian(block, trailer::kFrameCount, static_cast<std::uint32_t>(recordStarts.size()));
+    storeLittleEndian(block, trailer::kTableOffset, end);
+    return bytes;
+}
+
+ClipWriter::ClipWriter(const std::string& path, ClipDescription description)
+    : m_description(std::move(description)), m_file(path) {}
+
+void ClipWriter::append(const CodedPicture& picture) {
+    if (m_recordStarts.empty()) m_size = {picture.width, picture.height};
+    if (m_size != std::pair{picture.width, picture.height})
+        throw std::runtime_error(fmt::format("a frame of {} x {} in a clip of {} x {}", picture.width,
+                                             picture.height, m_size.first, m_size.second));
+    const std::vector<std::uint8_t> record = makeFrameRecord(m_description, picture, m_recordStarts.size());
+    m_file.write(record);
+    m_recordStarts.push_back(m_end);
+    m_end += record.size();
+}
+
+void ClipWriter::finish() {
+    if (m_description.storedTable) m_file.write(makeStoredTable(m_recordStarts, m_end));
+    m_file.finish();
+}

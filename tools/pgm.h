@@ -1,0 +1,15 @@
+// Mosaics as binary PGM files (P5).
+#pragma once
+
+#include "tools/mosaic.h"
+
+#include <string>
+
+/// Reads a binary PGM with 8- or 16-bit samples, comments allowed; the values are taken as they stand. Throws
+/// std::runtime_error with a message of the form "PATH: reason"; no memory is taken for samples that the file
+/// does not hold.
+[[nodiscard]] Mosaic readPgm(const std::string& path);
+
+/// Writes 16-bit samples, most significant byte first, with a maxval of 65535. The file appears under its
+/// name only when it is whole. Throws std::runtime_error with a message of the form "PATH: reason".
+void writePgm(const std::string& path, const Mosaic& mosaic);
