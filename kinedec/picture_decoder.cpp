@@ -88,7 +88,7 @@ struct EntropyStage {
 }
 
 /// False when the codes are not a prefix code within the format's limits.
-[[nodiscard]] bool loadCodes(const CodedPlane& plane, PlaneCodes& codes) {
+[[nodiscard]] bool loadCodes(const PlaneStream& plane, PlaneCodes& codes) {
     for (std::size_t s = 0; s < kCategories; ++s) {
         const std::uint32_t length = plane.codeLengths[s];
         const std::uint32_t code = plane.codes[s];
@@ -239,7 +239,7 @@ using DoubleWords [[gnu::vector_size(16)]] = std::uint32_t;
 
 class ReconstructionStage {
   public:
-    explicit ReconstructionStage(std::span<const CodedPlane, kPlanes> planes) {
+    explicit ReconstructionStage(std::span<const PlaneStream, kPlanes> planes) {
         for (std::size_t i = 0; i < 2 * kPlanes; ++i)
             m_factor[i] = static_cast<std::uint16_t>(1U << planes[i % kPlanes].shift);
     }
@@ -284,11 +284,11 @@ class ReconstructionStage {
 
 } // namespace
 
-bool decodePicture(std::span<const CodedPlane, kPlanes> planes, std::uint32_t width, std::uint32_t height,
+bool decodePicture(std::span<const PlaneStream, kPlanes> planes, std::uint32_t width, std::uint32_t height,
                    std::uint16_t* dst) noexcept {
     EntropyStage entropy;
     for (std::size_t k = 0; k < kPlanes; ++k) {
-        const CodedPlane& plane = planes[k];
+        const PlaneStream& plane = planes[k];
         if (plane.shift < 0 || plane.shift > 31 || !loadCodes(plane, entropy.codes[k])) return false;
         buildTable(entropy.codes[k], entropy.tables[k]);
         entropy.streams[k] = {plane.bytes, plane.bytes + plane.size, 0};

@@ -7,7 +7,7 @@
 #include <span>
 
 /// One compressed plane, as KineDec::decode takes it. Everything is borrowed for the call.
-struct CodedPlane {
+struct PlaneStream {
     const std::uint16_t* codeLengths; ///< 13, by category
     const std::uint16_t* codes;       ///< 13, by category
     const std::uint8_t* bytes;        ///< `size` bytes of the stream, then kPlanePadding zero bytes
@@ -25,5 +25,5 @@ inline constexpr std::size_t kPlanePadding = 512;
 /// of stack. True: the picture is, bit for bit, what four calls of KineDec::decode and their interleaving
 /// give. False: a table or shift is outside what this decoder takes, or a stream holds a pattern without a
 /// code; `dst` then holds anything, and KineDec has the last word on each plane.
-[[nodiscard]] bool decodePicture(std::span<const CodedPlane, 4> planes, std::uint32_t width,
+[[nodiscard]] bool decodePicture(std::span<const PlaneStream, 4> planes, std::uint32_t width,
                                  std::uint32_t height, std::uint16_t* dst) noexcept;

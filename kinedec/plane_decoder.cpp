@@ -5,6 +5,7 @@
 #include "kinedec/code_table.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace kinedec {
 
@@ -46,6 +47,12 @@ bool decodeDifference(BitReader& stream, const KineDecEntry* table, std::uint32_
     return true;
 }
 
+// The low 16 bits of a value. A host's picture buffer may lie at an odd address.
+void storeSample(std::uint16_t* place, std::uint32_t value) {
+    const auto sample = static_cast<std::uint16_t>(value);
+    std::memcpy(place, &sample, sizeof sample);
+}
+
 // One row. `prediction` is that of the row's first sample and becomes that of the next row's. A row that is
 // not stored is decoded for its first sample and to keep in step.
 template <bool kStore, class BitReader>
@@ -58,7 +65,7 @@ bool decodeRow(BitReader& stream, const KineDecEntry* table, std::int32_t rowLen
         if (!decodeDifference(stream, table, difference)) return false;
         sample += difference;
         if (column == 0) prediction = sample;
-        if constexpr (kStore) row[column * sampleStride] = static_cast<std::uint16_t>(sample);
+        if constexpr (kStore) storeSample(row + column * sampleStride, sample);
     }
     return true;
 }
@@ -68,8 +75,10 @@ void shiftSamples(const PlaneOutput& output, std::int64_t samples, std::int32_t 
     for (std::ptrdiff_t row = 0; samples > 0; samples -= rowLength, ++row) {
         const auto inRow = static_cast<std::ptrdiff_t>(std::min<std::int64_t>(samples, rowLength));
         for (std::ptrdiff_t i = 0; i < inRow; ++i) {
-            std::uint16_t& sample = output.samples[row * output.rowStride + i * output.sampleStride];
-            sample = static_cast<std::uint16_t>(std::uint32_t{sample} << shift);
+            std::uint16_t* place = output.samples + row * output.rowStride + i * output.sampleStride;
+            std::uint16_t sample = 0;
+            std::memcpy(&sample, place, sizeof sample);
+            storeSample(place, std::uint32_t{sample} << shift);
         }
     }
 }

@@ -91,10 +91,11 @@ class CodedFrame {
         return {};
     }
 
-    /// Decodes the planes that were read for the messages alone, as if no later plane had been looked at.
+    /// Decodes the planes that were read for their messages alone, as if no later plane had been looked at.
     void reportPlanes(FrameSize size) const {
+        std::uint16_t nowhere = 0;
         for (std::size_t k = 0; k < m_planesRead; ++k)
-            checkPlane(m_planes[k], planeCount(size), size.width / 2);
+            decodeAlone(k, size, {&nowhere, 0, 0});
     }
 
     /// Decodes all four planes into the picture, W x H samples. What a rejected plane did not reach is 0.
@@ -103,12 +104,20 @@ class CodedFrame {
         if (decodePicture(m_planes, width, static_cast<std::uint32_t>(size.height), picture)) return;
         std::memset(picture, 0, std::size_t{2} * size.pixels());
         for (std::size_t k = 0; k < krwfile::plane::kCount; ++k)
-            decodePlaneInto(m_planes[k], planeCount(size), size.width / 2, picture + k / 2 * width + k % 2, 2,
-                            std::size_t{2} * width);
+            decodeAlone(k, size, {picture + k / 2 * width + k % 2, 2, 2 * std::ptrdiff_t{size.width}});
     }
 
   private:
-    static std::int32_t planeCount(FrameSize size) { return static_cast<std::int32_t>(size.pixels() / 4); }
+    // Apart from the others, so that its table is on the stack only when it is needed.
+    [[gnu::noinline]] void decodeAlone(std::size_t plane, FrameSize size,
+                                       const kinedec::PlaneOutput& output) const {
+        KineDec decoder;
+        const PlaneStream& stream = m_planes[plane];
+        kinedec::decodePlane(decoder, kinedec::BoundedBitReader({stream.bytes, stream.size}),
+                             {stream.codeLengths, stream.codes, static_cast<std::int32_t>(size.pixels() / 4),
+                              stream.shift, size.width / 2},
+                             kinedec::StoredRows::all, output);
+    }
 
     struct FreeDeleter {
         void operator()(std::uint8_t* block) const { std::free(block); }
@@ -119,7 +128,7 @@ class CodedFrame {
     std::size_t m_wellPlaced = 0;
     std::size_t m_planesRead = 0;
     std::unique_ptr<std::uint8_t, FreeDeleter> m_block;
-    std::array<CodedPlane, krwfile::plane::kCount> m_planes{};
+    std::array<PlaneStream, krwfile::plane::kCount> m_planes{};
 };
 
 } // namespace

@@ -53,7 +53,7 @@ void putTrailer(Bytes& bytes, std::size_t place, std::uint32_t frames, std::uint
 Bytes stored(std::uint32_t frames, std::uint64_t table, std::size_t size = 8192 + 256) {
     Bytes bytes(size);
     putTrailer(bytes, 8192, frames, table);
-    for (std::uint64_t i = 0; i < frames && i < 4 && table + 8 * i + 8 <= size; ++i)
+    for (std::uint64_t i = 0; i < frames && i < 4 && table <= size && table + 8 * i + 8 <= size; ++i)
         put(bytes, table + 8 * i, 7 + 1000 * i, 8);
     return bytes;
 }
