@@ -6,16 +6,8 @@
 #include "tests/support/temp_dir.h"
 
 #include <cstdint>
-#include <fstream>
-#include <optional>
 #include <string>
 #include <vector>
-
-/// Writes bytes to a file, whole.
-inline void writeFile(const std::string& path, std::span<const std::uint8_t> bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
 
 /// Opens for reading, with the arguments that a host gives.
 inline std::uint32_t openForReading(CAMediaFile& reader, const std::string& path) {
@@ -24,15 +16,13 @@ inline std::uint32_t openForReading(CAMediaFile& reader, const std::string& path
 
 /// A folder with one clip in it, and a reader that has tried to open it.
 struct OpenClip {
-    explicit OpenClip(const TestClip& clip) {
-        writeFile(path, clip.bytes);
-        result = openForReading(reader, path);
-    }
+    explicit OpenClip(const TestClip& clip)
+        : path(directory.write("A001C003.krw", clip.bytes)), result(openForReading(reader, path)) {}
 
     TempDir directory;
-    std::string path = directory.path("A001C003.krw");
+    std::string path;
     CMFKrw reader{0};
-    std::uint32_t result = 0;
+    std::uint32_t result;
 };
 
 /// A picture buffer filled with a pattern, and the frame record that names it.
