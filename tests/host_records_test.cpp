@@ -38,7 +38,9 @@ TEST(InfoRecords, CopiesOwnTheirItems) {
     EXPECT_EQ(qmxInfoSet(&copy, &source), status::kOk);
     QMXINFO sharing = copy;
     EXPECT_EQ(qmxInfoSet(&copy, &sharing), status::kOk) << "the destination's own texts";
+    const char* const scene = copy[InfoText::scene];
     EXPECT_EQ(qmxInfoSet(&copy, &copy), status::kOk);
+    EXPECT_EQ(copy[InfoText::scene], scene);
     EXPECT_STREQ(copy[InfoText::scene], "12A");
     EXPECT_EQ(std::memcmp(copy[InfoText::rawParams], source[InfoText::rawParams], 16), 0);
     EXPECT_EQ(copy[InfoNumber::isoSensitivity], 800U);

@@ -70,12 +70,12 @@ TEST(ErrorOutput, LinesArriveWholeFromEveryThread) {
     EXPECT_EQ(log.lines(), (std::vector<LogLine>{{kWarningStatus, "WARNING(" + longText + ")\n"},
                                                  {0xE8022007U, "Open (0xE8022007)\n"}}));
     onFourThreads([](int number) {
-        for (int line = 0; line < 100; ++line)
+        for (int line = 0; line < 5000; ++line)
             ErrOut("%d%d%d", number, number, number);
     });
     const std::vector<std::string> texts = log.texts();
     for (const char* const expected : {"000", "111", "222", "333"})
-        EXPECT_EQ(std::count(texts.begin(), texts.end(), expected), 100);
+        EXPECT_EQ(std::count(texts.begin(), texts.end(), expected), 5000);
 }
 
 } // namespace

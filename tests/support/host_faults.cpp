@@ -104,23 +104,16 @@ LogCapture::~LogCapture() {
     pvSetLogSink(nullptr, nullptr);
 }
 
-std::vector<LogLine> LogCapture::lines() const {
-    const std::scoped_lock lock(m_mutex);
-    return m_lines;
-}
-
 std::vector<std::string> LogCapture::texts() const {
     std::vector<std::string> result;
-    for (const LogLine& line : lines())
+    for (const LogLine& line : m_lines)
         result.push_back(line.text);
     return result;
 }
 
 void LogCapture::collect(void* context, std::uint32_t status, const char* line) {
     capturing = true;
-    auto* const capture = static_cast<LogCapture*>(context);
-    const std::scoped_lock lock(capture->m_mutex);
-    capture->m_lines.push_back({status, line});
+    static_cast<LogCapture*>(context)->m_lines.push_back({status, line});
     capturing = false;
 }
 

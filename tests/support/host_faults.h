@@ -5,7 +5,6 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -50,20 +49,19 @@ struct LogLine {
 };
 
 /// Collects the host's log lines instead of writing them, from construction to destruction; one object at a
-/// time.
+/// time. Ask for the lines when no thread logs any more.
 class LogCapture {
   public:
     LogCapture();
     LogCapture(LogCapture&&) = delete;
     ~LogCapture();
 
-    [[nodiscard]] std::vector<LogLine> lines() const;
+    [[nodiscard]] const std::vector<LogLine>& lines() const { return m_lines; }
     /// The lines' texts alone.
     [[nodiscard]] std::vector<std::string> texts() const;
 
   private:
     static void collect(void* context, std::uint32_t status, const char* line);
 
-    mutable std::mutex m_mutex;
     std::vector<LogLine> m_lines;
 };
