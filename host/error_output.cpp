@@ -19,7 +19,8 @@ struct Log {
     void* context = nullptr;
 };
 
-// Constant-initialised and never destroyed work: other libraries may log while the process starts or ends.
+// Ready before any constructor runs and with nothing to destroy: other libraries may log while the process
+// starts or ends.
 constinit Log theLog;
 
 void deliver(std::uint32_t status, const char* line) {
@@ -33,6 +34,7 @@ void deliver(std::uint32_t status, const char* line) {
     std::array<char, 1024> line{};
     std::va_list again;
     va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): every caller has started the list
     const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
     const std::size_t size = length < 0 ? 0 : static_cast<std::size_t>(length) + 1;
     const std::unique_ptr<char[]> longLine(size > line.size() ? new (std::nothrow) char[size] : nullptr);
