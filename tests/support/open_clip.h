@@ -5,6 +5,7 @@
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -39,7 +40,7 @@ struct FrameRequest {
         return reader.Read(frame, frameCount, 1, 1, &dframe, nullptr);
     }
     [[nodiscard]] bool untouched() const {
-        return picture == std::vector<std::uint16_t>(picture.size(), kPattern);
+        return std::ranges::count(picture, kPattern) == std::ssize(picture);
     }
 
     std::vector<std::uint16_t> picture;
