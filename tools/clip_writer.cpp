@@ -75,7 +75,7 @@ std::uint64_t nominalRate(float framesPerSecond) {
 
 /// SMPTE ST 331 binary timecode of a frame, counted without drop-frame from the clip's start.
 std::uint32_t timecode(const ClipDescription& description, std::uint64_t frame) {
-    constexpr std::uint64_t kSecondsPerDay = 24 * 60 * 60;
+    constexpr std::uint64_t kSecondsPerDay = 86400;
     // Two bits hold the tens of the frames: in the high rates the last frames of a second share a timecode.
     constexpr std::uint64_t kMostFrames = 39;
     const std::uint64_t rate = nominalRate(description.framesPerSecond);
@@ -84,8 +84,8 @@ std::uint32_t timecode(const ClipDescription& description, std::uint64_t frame) 
         start.frames > std::min(rate - 1, kMostFrames))
         throw std::runtime_error("the start timecode is not a timecode of the clip's rate");
     const std::uint64_t total =
-        (std::uint64_t{start.hours} * 3600 + start.minutes * 60 + start.seconds) * rate + start.frames +
-        frame;
+        (std::uint64_t{start.hours} * 3600 + std::uint64_t{start.minutes} * 60 + start.seconds) * rate +
+        start.frames + frame;
     const std::uint64_t seconds = total / rate % kSecondsPerDay;
     const std::array<std::uint8_t, 4> fields{toBcd(std::min(total % rate, kMostFrames)), toBcd(seconds % 60),
                                              toBcd(seconds / 60 % 60), toBcd(seconds / 3600)};

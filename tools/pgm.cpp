@@ -28,14 +28,22 @@ std::ifstream openInput(const std::string& path) {
     return input;
 }
 
-/// The next number of the header, past white space and comments.
+/// The header's next character. A comment reads as the line end that closes it.
+int readCharacter(std::istream& input) {
+    const int next = input.get();
+    if (next != '#') return next;
+    input.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    return '\n';
+}
+
+/// The next number of the header and the one white-space character behind it.
 std::uint32_t readNumber(std::istream& input) {
-    int next = input.get();
-    for (; std::isspace(next) != 0 || next == '#'; next = input.get())
-        if (next == '#') input.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    int next = readCharacter(input);
+    while (std::isspace(next) != 0)
+        next = readCharacter(input);
     std::uint64_t number = 0;
     if (std::isdigit(next) == 0) throw std::runtime_error("the PGM header is damaged");
-    for (; std::isdigit(next) != 0; next = input.get()) {
+    for (; std::isdigit(next) != 0; next = readCharacter(input)) {
         number = number * 10 + static_cast<std::uint64_t>(next - '0');
         if (number > std::numeric_limits<std::int32_t>::max())
             throw std::runtime_error("a number in the PGM header is too large");

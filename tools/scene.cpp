@@ -180,7 +180,7 @@ class Random {
 
 /// Adds noise that is close to normal: the sum of the four 16-bit parts of a random word.
 void addNoise(Mosaic& mosaic, std::uint32_t frame, double level) {
-    constexpr std::int64_t kMean = 2 * 65535;
+    constexpr std::int64_t kMean = 131070; // of the sum
     constexpr double kDeviation = 37837.2; // of the sum: 65536 * sqrt(4 / 12)
     constexpr int kBits = 24;
     const std::int64_t gain = std::llround(level * (1 << kBits) / kDeviation);

@@ -12,8 +12,8 @@ inline constexpr std::uint16_t kSceneWhiteLevel = 4095;
 
 /// Noise levels as standard deviations in steps of the 12-bit samples. At 4096 x 2160, a fitted code spends
 /// about 5.0 bits on a sample of the clean scene and about 7.1 on one of the noisy scene.
-inline constexpr double kCleanNoise = 3.5;
-inline constexpr double kNoisyNoise = 16.5;
+inline constexpr double kCleanNoise = 3.3;
+inline constexpr double kNoisyNoise = 15.6;
 inline constexpr double kMaxNoise = 4095.0;
 
 /// The frame of that number, colour layout "grbg". `noise` is a standard deviation of 0 to kMaxNoise. The
