@@ -229,14 +229,24 @@ ClipWriter::ClipWriter(const std::string& path, ClipDescription description)
     : m_description(std::move(description)), m_file(path) {}
 
 void ClipWriter::append(const CodedPicture& picture) {
-    if (m_recordStarts.empty()) m_size = {picture.width, picture.height};
-    if (m_size != std::pair{picture.width, picture.height})
-        throw std::runtime_error(fmt::format("a frame of {} x {} in a clip of {} x {}", picture.width,
-                                             picture.height, m_size.first, m_size.second));
-    const std::vector<std::uint8_t> record = makeFrameRecord(m_description, picture, m_recordStarts.size());
+    const std::vector<std::uint8_t> record = makeRecord(picture);
     m_file.write(record);
     m_recordStarts.push_back(m_end);
     m_end += record.size();
+}
+
+std::vector<std::uint8_t> ClipWriter::makeRecord(const CodedPicture& picture) {
+    const std::pair size{picture.width, picture.height};
+    if (m_recordStarts.empty()) m_size = size;
+    try {
+        if (size != m_size)
+            throw std::runtime_error(fmt::format("{} x {} samples in a clip of {} x {}", picture.width,
+                                                 picture.height, m_size.first, m_size.second));
+        return makeFrameRecord(m_description, picture, m_recordStarts.size());
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(
+            fmt::format("{}: frame {}: {}", m_file.path(), m_recordStarts.size(), error.what()));
+    }
 }
 
 void ClipWriter::finish() {

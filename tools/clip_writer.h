@@ -85,8 +85,8 @@ void checkPictureSize(std::uint32_t width, std::uint32_t height);
                                                         std::uint64_t end);
 
 /// Writes a clip frame by frame. The file appears under its name in `finish`; a writer that is destroyed
-/// before that leaves nothing behind. Every failure throws std::runtime_error, file failures with a message
-/// of the form "PATH: reason".
+/// before that leaves nothing behind. All frames must have the size of the first. Every failure throws
+/// std::runtime_error with a message of the form "PATH: reason".
 class ClipWriter final {
   public:
     ClipWriter(const std::string& path, ClipDescription description);
@@ -94,7 +94,12 @@ class ClipWriter final {
     void append(const CodedPicture& picture);
     void finish();
 
+    /// Bytes written so far.
+    [[nodiscard]] std::uint64_t size() const { return m_end; }
+
   private:
+    [[nodiscard]] std::vector<std::uint8_t> makeRecord(const CodedPicture& picture);
+
     ClipDescription m_description;
     OutputFile m_file;
     std::pair<std::uint32_t, std::uint32_t> m_size; // of the first frame and so of all: width, height

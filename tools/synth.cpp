@@ -1,0 +1,193 @@
+// `krw synth`: clips for tests and demonstrations, from mosaics or from a drawn scene.
+#include "tools/clip_writer.h"
+#include "tools/commands.h"
+#include "tools/console.h"
+#include "tools/frame_range.h"
+#include "tools/interrupt.h"
+#include "tools/pgm.h"
+#include "tools/progress.h"
+#include "tools/scene.h"
+#include "tools/side_car_writer.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <fmt/format.h>
+#include <memory>
+#include <optional>
+
+namespace {
+
+struct SynthOptions {
+    std::string clip;
+    std::vector<std::string> mosaics;
+    std::string size = "1920x1080";
+    std::uint32_t frames = 25;
+    float framesPerSecond = 25;
+    unsigned shift = 0;
+    double noise = kCleanNoise;
+    std::optional<std::uint16_t> blackLevel;
+    std::uint16_t whiteLevel = kSceneWhiteLevel;
+    bool noTrailer = false;
+    std::string sideCar;
+};
+
+struct Size {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+};
+
+/// "WxH". Throws UsageError for anything else, and for a size that clips cannot have.
+Size parseSize(const std::string& text) {
+    Size size;
+    const char* const end = text.data() + text.size();
+    const std::from_chars_result width = std::from_chars(text.data(), end, size.width);
+    const bool hasHeight = width.ec == std::errc{} && width.ptr != end && *width.ptr == 'x';
+    const std::from_chars_result height =
+        hasHeight ? std::from_chars(width.ptr + 1, end, size.height) : std::from_chars_result{};
+    if (!hasHeight || height.ec != std::errc{} || height.ptr != end)
+        throw UsageError(fmt::format("--size {}: not a size like 1920x1080", text));
+    try {
+        checkPictureSize(size.width, size.height);
+    } catch (const std::runtime_error& error) {
+        throw UsageError(fmt::format("--size {}: {}", text, error.what()));
+    }
+    return size;
+}
+
+/// The coded pictures of a clip in turn.
+class Pictures {
+  public:
+    virtual ~Pictures() = default;
+    [[nodiscard]] virtual const CodedPicture& next(std::uint32_t frame) = 0;
+};
+
+class ScenePictures final : public Pictures {
+  public:
+    ScenePictures(const Size& size, double noise) : m_size(size), m_noise(noise) {}
+
+    const CodedPicture& next(std::uint32_t frame) override {
+        m_picture = encodePicture(drawScene(m_size.width, m_size.height, frame, m_noise));
+        return m_picture;
+    }
+
+  private:
+    Size m_size;
+    double m_noise;
+    CodedPicture m_picture;
+};
+
+/// Goes round the files again and again; each is read and coded once.
+class FilePictures final : public Pictures {
+  public:
+    explicit FilePictures(const std::vector<std::string>& paths) : m_paths(paths) {}
+
+    const CodedPicture& next(std::uint32_t frame) override {
+        const std::size_t index = frame % m_paths.size();
+        if (index == m_pictures.size()) m_pictures.push_back(read(m_paths[index]));
+        return m_pictures[index];
+    }
+
+  private:
+    static CodedPicture read(const std::string& path) {
+        const Mosaic mosaic = readPgm(path);
+        try {
+            return encodePicture(mosaic);
+        } catch (const std::runtime_error& error) {
+            throw std::runtime_error(fmt::format("{}: {}", path, error.what()));
+        }
+    }
+
+    std::vector<std::string> m_paths;
+    std::vector<CodedPicture> m_pictures;
+};
+
+std::unique_ptr<Pictures> makePictures(const SynthOptions& options) {
+    if (options.mosaics.empty())
+        return std::make_unique<ScenePictures>(parseSize(options.size), options.noise);
+    return std::make_unique<FilePictures>(options.mosaics);
+}
+
+ClipDescription describe(const SynthOptions& options) {
+    ClipDescription description;
+    description.framesPerSecond = options.framesPerSecond;
+    description.shift = options.shift;
+    // What a mosaic's black is, its file does not say.
+    description.blackLevel = options.blackLevel.value_or(options.mosaics.empty() ? kSceneBlackLevel : 0);
+    description.whiteLevel = options.whiteLevel;
+    description.storedTable = !options.noTrailer;
+    return description;
+}
+
+void synthesize(const SynthOptions& options, const Session& session) {
+    const std::unique_ptr<Pictures> pictures = makePictures(options);
+    ClipWriter writer(options.clip, describe(options));
+    const CodedPicture* picture = &pictures->next(0);
+    const std::uint64_t samples = std::uint64_t{picture->width} * picture->height;
+    Progress progress(options.frames, samples * sizeof(std::uint16_t), !session.quiet);
+    for (std::uint32_t frame = 0; frame < options.frames; ++frame) {
+        interrupt::check();
+        if (frame != 0) picture = &pictures->next(frame);
+        writer.append(*picture);
+        progress.frameDone();
+    }
+    progress.clear();
+    writer.finish();
+    if (!options.sideCar.empty()) (void)writeSideCar(options.sideCar, options.clip);
+    if (!session.quiet)
+        console::note(fmt::format("{}: {} frames of {} x {}, {} bytes, {:.2f} bits a sample", options.clip,
+                                  options.frames, picture->width, picture->height, writer.size(),
+                                  8.0 * static_cast<double>(writer.size()) /
+                                      (static_cast<double>(samples) * options.frames)));
+}
+
+} // namespace
+
+void addSynth(CLI::App& program, Session& session) {
+    CLI::App* const command = program.add_subcommand("synth", "Write a clip from mosaics or a drawn scene");
+    const auto options = std::make_shared<SynthOptions>();
+    constexpr std::uint32_t kMostFrames = krwfile::trailer::kFrameLimit - 1;
+    command->add_option("clip", options->clip, "Clip to write; a file that is there is replaced")
+        ->type_name("OUT.krw")
+        ->required();
+    CLI::Option* const from =
+        command->add_option("--from", options->mosaics, "Mosaic to take; several take turns")
+            ->type_name("MOSAIC.pgm")
+            ->allow_extra_args(false);
+    command->add_option("--size", options->size, "Size of the drawn scene")
+        ->type_name("WxH")
+        ->capture_default_str()
+        ->excludes(from);
+    command->add_option("--frames", options->frames, "Number of frames")
+        ->type_name("N")
+        ->check(CLI::Range(std::uint32_t{1}, kMostFrames).description(""))
+        ->capture_default_str();
+    command->add_option("--fps", options->framesPerSecond, "Frames per second")
+        ->type_name("F")
+        ->check(CLI::Range(1.0, 1000.0).description(""))
+        ->capture_default_str();
+    command->add_option("--shift", options->shift, "Bits that a reader shifts the samples to the left")
+        ->type_name("S")
+        ->check(CLI::Range(0, 15).description(""))
+        ->capture_default_str();
+    command
+        ->add_option("--noise", options->noise,
+                     "Noise of the drawn scene: standard deviation in steps of its 12-bit samples")
+        ->type_name("LEVEL")
+        ->check(CLI::Range(0.0, kMaxNoise).description(""))
+        ->capture_default_str()
+        ->excludes(from);
+    command->add_option("--black", options->blackLevel, "Black level; the scene's, or 0 for mosaics")
+        ->type_name("N");
+    command->add_option("--white", options->whiteLevel, "White level")->type_name("N")->capture_default_str();
+    command->add_flag("--no-trailer", options->noTrailer, "Leave out the stored frame table");
+    command->add_option("--side-car", options->sideCar, "Metadata to put beside the clip")
+        ->type_name("KIND")
+        ->check(CLI::IsMember(std::vector<std::string>(kSideCarKinds.begin(), kSideCarKinds.end())));
+    command->footer(fmt::format(
+        "Noise {} is a clean sensor (some 5 bits a sample at 4096x2160), {} a noisy one (some 7).\n"
+        "Examples:\n"
+        "  krw synth scene.krw --size 4096x2160 --frames 24 --fps 23.976\n"
+        "  krw synth real.krw --from a.pgm --from b.pgm --frames 10 --side-car sony",
+        kCleanNoise, kNoisyNoise));
+    command->callback([options, &session] { synthesize(*options, session); });
+}
