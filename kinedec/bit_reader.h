@@ -55,13 +55,19 @@ class BoundedBitReader {
     explicit BoundedBitReader(std::span<const std::uint8_t> bytes)
         : m_next(bytes.data()), m_left(bytes.size()) {}
 
-    void refill() {
+    [[gnu::always_inline]] void refill() {
         // Whole bytes only count as fetched, but all eight are OR'ed in: the bits below the counted ones are
         // those that the next refill puts there again.
-        const std::size_t wanted = static_cast<std::size_t>(63 - m_count) / 8;
-        m_buffer |= nextWord() >> m_count;
+        std::size_t fetched = static_cast<std::size_t>(63 - m_count) / 8;
+        std::uint64_t word = 0;
+        if (m_left >= 8) [[likely]] {
+            word = loadBigEndian64(m_next);
+        } else {
+            word = tailWord(m_next, m_left);
+            fetched = std::min(fetched, m_left);
+        }
+        m_buffer |= word >> m_count;
         m_count |= 56;
-        const std::size_t fetched = std::min(wanted, m_left);
         m_next += fetched;
         m_left -= fetched;
     }
@@ -75,12 +81,11 @@ class BoundedBitReader {
     }
 
   private:
-    [[nodiscard]] std::uint64_t nextWord() const {
-        if (m_left >= 8) [[likely]]
-            return loadBigEndian64(m_next);
-        std::uint8_t tail[8] = {};
-        if (m_left > 0) std::memcpy(tail, m_next, m_left);
-        return loadBigEndian64(tail);
+    [[nodiscard]] [[gnu::noinline]] static std::uint64_t tailWord(const std::uint8_t* bytes,
+                                                                  std::size_t size) {
+        std::uint8_t padded[8] = {};
+        if (size > 0) std::memcpy(padded, bytes, size);
+        return loadBigEndian64(padded);
     }
 
     const std::uint8_t* m_next;

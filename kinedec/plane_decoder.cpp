@@ -5,6 +5,7 @@
 #include "kinedec/code_table.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace kinedec {
@@ -32,11 +33,24 @@ std::uint32_t deferredDifference(BitReader& stream, const KineDecEntry& entry) {
     return (magnitude & entry.signBit) != 0 ? magnitude : (magnitude + 1) | entry.negFill;
 }
 
+// The look-up table of one plane. The chain of look-ups waits for the bits that each code takes and for
+// nothing else, so those stand by themselves a second time, small enough to stay in the first-level cache.
+struct PlaneTable {
+    explicit PlaneTable(const KineDecEntry* tableEntries) : entries(tableEntries) {
+        std::transform(entries, entries + bits.size(), bits.begin(),
+                       [](const KineDecEntry& entry) { return static_cast<std::uint8_t>(entry.bits); });
+    }
+
+    const KineDecEntry* entries;
+    std::array<std::uint8_t, std::size_t{1} << kKineIndexBits> bits; // of the entries, in their order
+};
+
 // The next difference, modulo 65536. False: no code starts like this.
 template <class BitReader>
-bool decodeDifference(BitReader& stream, const KineDecEntry* table, std::uint32_t& difference) {
-    const KineDecEntry& entry = table[stream.field(kKineIndexBits)];
-    const std::uint32_t bits = entry.bits;
+bool decodeDifference(BitReader& stream, const PlaneTable& table, std::uint32_t& difference) {
+    const std::uint32_t index = stream.field(kKineIndexBits);
+    const std::uint32_t bits = table.bits[index];
+    const KineDecEntry& entry = table.entries[index];
     if (bits - 1U < std::uint32_t{kKineIndexBits}) [[likely]] { // neither empty nor deferred
         stream.drop(static_cast<int>(bits));
         difference = entry.value;
@@ -56,17 +70,34 @@ void storeSample(std::uint16_t* place, std::uint32_t value) {
 // One row. `prediction` is that of the row's first sample and becomes that of the next row's. A row that is
 // not stored is decoded for its first sample and to keep in step.
 template <bool kStore, class BitReader>
-bool decodeRow(BitReader& stream, const KineDecEntry* table, std::int32_t rowLength,
-               std::uint32_t& prediction, std::uint16_t* row, std::ptrdiff_t sampleStride) {
+bool decodeRow(BitReader& source, const PlaneTable& table, std::int32_t rowLength, std::uint32_t& prediction,
+               std::uint16_t* row, std::ptrdiff_t sampleStride) {
+    constexpr int kGroup = BitReader::kSamplesPerRefill;
+    BitReader stream = source; // local, so that its state stays in registers
     std::uint32_t sample = prediction;
-    for (std::int32_t column = 0; column < rowLength; ++column) {
-        if (column % BitReader::kSamplesPerRefill == 0) stream.refill();
+    std::ptrdiff_t place = 0;
+    const auto decodeSample = [&] {
         std::uint32_t difference = 0;
         if (!decodeDifference(stream, table, difference)) return false;
         sample += difference;
-        if (column == 0) prediction = sample;
-        if constexpr (kStore) storeSample(row + column * sampleStride, sample);
+        if constexpr (kStore) storeSample(row + place, sample);
+        place += sampleStride;
+        return true;
+    };
+    stream.refill();
+    if (!decodeSample()) return false;
+    prediction = sample;
+    std::int32_t left = rowLength - 1;
+    for (; left >= kGroup; left -= kGroup) {
+        stream.refill();
+        for (int i = 0; i < kGroup; ++i)
+            if (!decodeSample()) return false;
     }
+    for (; left > 0; --left) {
+        stream.refill();
+        if (!decodeSample()) return false;
+    }
+    source = stream;
     return true;
 }
 
@@ -89,15 +120,15 @@ int decodeWith(KineDec& decoder, BitReader stream, const PlaneParameters& plane,
     if (!isInContract(plane)) return reportCodecError(plane.count);
     buildCodeTable(plane.codeLengths, plane.codes, decoder.m_table);
 
+    const PlaneTable table(decoder.m_table);
     std::uint32_t prediction = 0;
     std::ptrdiff_t storedRows = 0;
     bool store = true;
     for (std::int32_t left = plane.count; left > 0; left -= plane.rowLength) {
         std::uint16_t* row = output.samples + storedRows * output.rowStride;
-        const bool decoded = store ? decodeRow<true>(stream, decoder.m_table, plane.rowLength, prediction,
-                                                     row, output.sampleStride)
-                                   : decodeRow<false>(stream, decoder.m_table, plane.rowLength, prediction,
-                                                      row, output.sampleStride);
+        const bool decoded =
+            store ? decodeRow<true>(stream, table, plane.rowLength, prediction, row, output.sampleStride)
+                  : decodeRow<false>(stream, table, plane.rowLength, prediction, row, output.sampleStride);
         if (!decoded) return reportCodecError(left);
         if (store) ++storedRows;
         store = stored == StoredRows::all || !store;
