@@ -2,7 +2,8 @@
 // over.
 #include "tools/side_car_writer.h"
 
-#include <fstream>
+#include "tools/output_file.h"
+
 #include <stdexcept>
 #include <string>
 
@@ -161,8 +162,8 @@ std::filesystem::path sideCarPath(std::string_view kind, const std::filesystem::
 std::filesystem::path writeSideCar(std::string_view kind, const std::filesystem::path& clipPath) {
     const std::string text = sideCarText(kind);
     std::filesystem::path path = sideCarPath(kind, clipPath);
-    std::ofstream out(path, std::ios::binary);
-    out << text;
-    if (!out.flush()) throw std::runtime_error(path.string() + ": the side-car cannot be written");
+    OutputFile out(path.string());
+    out.write({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    out.finish();
     return path;
 }
