@@ -21,6 +21,8 @@ constexpr std::array kBases{
 constexpr std::uint32_t kBaseMask = 0xFF;
 constexpr std::uint8_t kDropFrameFlag = 0x40;
 
+thread_local bool convertedDropFrame = false;
+
 /// Two BCD digits below `limit`. `mask` leaves the flags out that share the byte.
 std::optional<std::uint32_t> decimal(std::uint8_t byte, std::uint8_t mask, std::uint32_t limit) {
     const std::uint32_t tens = static_cast<std::uint32_t>(byte & mask) >> 4;
@@ -49,12 +51,18 @@ std::optional<std::uint32_t> frameNumber(std::span<const std::uint8_t, 4> field,
 
 int tc2Frame(const void* timecode, std::uint32_t flags, std::uint32_t* frame) {
     *frame = 0;
+    convertedDropFrame = false;
     const std::span<const std::uint8_t, 4> field(static_cast<const std::uint8_t*>(timecode), 4);
     for (const TimecodeBase& base : kBases) {
         if (base.code != (flags & kBaseMask)) continue;
         const auto number = frameNumber(field, base);
         *frame = number.value_or(0);
+        convertedDropFrame = number && base.dropFrames != 0 && (field[0] & kDropFrameFlag) != 0;
         return number ? 1 : 0;
     }
     return 0;
+}
+
+int tcDropFrame() {
+    return convertedDropFrame ? 1 : 0;
 }

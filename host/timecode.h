@@ -28,4 +28,8 @@ extern "C" {
 /// timecode (digits out of range, a frame number that drop-frame counting leaves out), or an unknown base,
 /// gives frame 0 and result 0; otherwise the result is 1. `*frame` is always written.
 [[gnu::visibility("default")]] int tc2Frame(const void* timecode, std::uint32_t flags, std::uint32_t* frame);
+
+/// Non-zero when the field that tc2Frame converted last on this thread was a drop-frame timecode. A reader
+/// hands the host a frame number; how to write it down is what the host remembers here.
+[[gnu::visibility("default")]] int tcDropFrame();
 }

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 /// width x height samples, row after row from the top, no padding. The colour layout is "grbg": green and red
@@ -13,6 +14,18 @@ struct Mosaic {
     std::uint32_t width = 0;
     std::uint32_t height = 0;
     std::vector<std::uint16_t> samples;
+};
+
+/// The same without owning the samples.
+struct MosaicView {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::span<const std::uint16_t> samples;
+
+    MosaicView(std::uint32_t columns, std::uint32_t rows, std::span<const std::uint16_t> content)
+        : width(columns), height(rows), samples(content) {}
+    MosaicView(const Mosaic& mosaic) // NOLINT(google-explicit-constructor): a view of the same thing
+        : MosaicView(mosaic.width, mosaic.height, mosaic.samples) {}
 };
 
 /// Plane `index` (0 to 3) of a mosaic of even size: (width / 2) x (height / 2) samples, row after row. Bit 1

@@ -2,6 +2,7 @@
 
 #include "tools/output_file.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <filesystem>
@@ -89,15 +90,19 @@ Mosaic readPgm(const std::string& path) {
     }
 }
 
-void writePgm(const std::string& path, const Mosaic& mosaic) {
+std::vector<std::uint8_t> encodePgm(const MosaicView& mosaic) {
     const std::string header = fmt::format("P5\n{} {}\n{}\n", mosaic.width, mosaic.height, kMaxval);
-    std::vector<std::uint8_t> bytes(header.begin(), header.end());
-    bytes.reserve(bytes.size() + 2 * mosaic.samples.size());
+    std::vector<std::uint8_t> bytes(header.size() + mosaic.samples.size_bytes());
+    std::uint8_t* next = std::copy(header.begin(), header.end(), bytes.data());
     for (const std::uint16_t sample : mosaic.samples) {
-        bytes.push_back(static_cast<std::uint8_t>(sample >> 8));
-        bytes.push_back(static_cast<std::uint8_t>(sample));
+        *next++ = static_cast<std::uint8_t>(sample >> 8);
+        *next++ = static_cast<std::uint8_t>(sample);
     }
+    return bytes;
+}
+
+void writePgm(const std::string& path, const MosaicView& mosaic) {
     OutputFile file(path);
-    file.write(bytes);
+    file.write(encodePgm(mosaic));
     file.finish();
 }

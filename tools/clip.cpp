@@ -1,0 +1,63 @@
+#include "tools/clip.h"
+
+#include "host/timecode.h"
+#include "plugin/status.h"
+#include "tools/host_log.h"
+#include "tools/reasons.h"
+
+#include <fmt/format.h>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+constexpr std::uint32_t kAllRecords = 0xFFFFFFFFU;
+constexpr std::uint32_t kVideoChannel = 1; // mask of the clip's only channel
+constexpr std::uint32_t kVideoRequest = 1;
+
+} // namespace
+
+std::string ClipInformation::text(InfoText item) const {
+    const char* const text = m_info[item];
+    return text != nullptr ? std::string(text) : std::string();
+}
+
+Picture::Picture(std::uint32_t width, std::uint32_t height)
+    : m_width(width), m_height(height), m_count(std::size_t{width} * height),
+      m_samples(std::make_unique_for_overwrite<std::uint16_t[]>(m_count)) {}
+
+Clip::Clip(const Plugin& plugin, std::string path) : m_path(std::move(path)), m_reader(plugin.makeReader()) {
+    const std::string trouble = fileTrouble(m_path);
+    if (!trouble.empty()) throw std::runtime_error(fmt::format("{}: {}", m_path, trouble));
+
+    const LogCapture log;
+    const std::uint32_t opened =
+        m_reader->Open(m_path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
+    if (opened != status::kOk)
+        throw std::runtime_error(fmt::format("{}: {}", m_path, openTrouble(opened, log.lines())));
+    m_dropFrame = tcDropFrame() != 0;
+    const std::uint32_t described =
+        m_reader->GetFileInfo(kAllRecords, &m_system, &m_video, &m_audio, &m_information.record());
+    if (described != status::kOk)
+        throw std::runtime_error(fmt::format("{}: {}", m_path, openTrouble(described, log.lines())));
+    m_frames = m_reader->Length();
+}
+
+TimecodeCounting Clip::counting() const {
+    return timecodeCounting(m_video.stream.dwRate, m_video.stream.dwScale, m_dropFrame);
+}
+
+FrameReading Clip::read(std::uint32_t frame, Picture& picture) {
+    const std::span<std::uint16_t> samples = picture.samples();
+    DFRAME dframe{};
+    dframe.recordSize = sizeof dframe;
+    dframe.picture.buffer = samples.data();
+    dframe.picture.bufferSize = static_cast<std::uint32_t>(samples.size_bytes());
+
+    const LogCapture log;
+    const std::uint32_t result = m_reader->Read(frame, 1, kVideoChannel, kVideoRequest, &dframe, nullptr);
+    if (result != status::kOk) return {FrameReading::State::unreadable, readTrouble(result, log.lines())};
+    std::string reason = damage(log.lines(), samples.size() / 4);
+    const auto state = reason.empty() ? FrameReading::State::ok : FrameReading::State::damaged;
+    return {state, std::move(reason)};
+}

@@ -1,0 +1,35 @@
+// The subcommands of `krw`, one source file each, and what the program gives to every one of them.
+#pragma once
+
+#include "tools/plugin.h"
+
+#include <optional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+/// One run of the program. A subcommand stores its exit status here: 0 all well, 1 something in a clip (or
+/// with an output) is wrong. What it throws becomes a line on standard error: UsageError with exit status 2,
+/// anything else with 1.
+class Session final {
+  public:
+    bool quiet = false;     // no progress, no summaries
+    std::string pluginPath; // empty: where the plug-in is found
+    int exitStatus = 0;
+
+    /// The plug-in, loaded at the first call.
+    [[nodiscard]] const Plugin& plugin();
+
+  private:
+    std::optional<Plugin> m_plugin;
+};
+
+// Each adds its subcommand, with options, help and examples, to the program. Both references must stay valid
+// until the program has run.
+void addProbe(CLI::App& program, Session& session);
+void addInfo(CLI::App& program, Session& session);
+void addVerify(CLI::App& program, Session& session);
+void addExport(CLI::App& program, Session& session);
+void addSynth(CLI::App& program, Session& session);

@@ -1,0 +1,35 @@
+#include "tools/frame_range.h"
+
+#include <charconv>
+#include <fmt/format.h>
+#include <optional>
+#include <string_view>
+
+namespace {
+
+std::optional<std::uint32_t> wholeNumber(std::string_view text) {
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) return std::nullopt;
+    return number;
+}
+
+} // namespace
+
+FrameRange frameRange(const std::string& text, std::uint32_t frames, const std::string& clip) {
+    if (frames == 0) throw UsageError(fmt::format("{}: the clip has no frames", clip));
+    if (text.empty()) return {0, frames};
+    const std::string_view range(text);
+    const std::size_t dash = range.find('-');
+    const auto first = wholeNumber(range.substr(0, dash));
+    const bool open = dash != std::string_view::npos && dash + 1 == range.size();
+    const auto last = dash == std::string_view::npos ? first
+                      : open                         ? std::optional(frames - 1)
+                                                     : wholeNumber(range.substr(dash + 1));
+    if (!first || !last || (!open && *first > *last))
+        throw UsageError(fmt::format("{}: \"{}\" is no frame range (expected A-B, A- or A)", clip, text));
+    if (*first >= frames || *last >= frames)
+        throw UsageError(fmt::format("{}: frames {} are outside the clip, which has frames 0 to {}", clip,
+                                     text, frames - 1));
+    return {*first, *last - *first + 1};
+}

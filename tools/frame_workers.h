@@ -1,0 +1,29 @@
+// Going through a clip's frames on several threads, each with a reader of its own, with the results in frame
+// order.
+#pragma once
+
+#include "tools/clip.h"
+#include "tools/frame_range.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+/// What became of one frame.
+struct FrameOutcome {
+    FrameReading reading;
+    std::uint64_t hash = 0; // of the mosaic, where the work makes one
+    bool skipped = false;   // there was nothing to do, and nothing was read
+};
+
+/// Done for each frame on a worker's thread, with that worker's clip and picture.
+using FrameWork = std::function<FrameOutcome(Clip& clip, Picture& picture, std::uint32_t frame)>;
+
+/// Told each outcome on the calling thread, in frame order; false ends the whole.
+using OutcomeTaker = std::function<bool(std::uint32_t frame, const FrameOutcome& outcome)>;
+
+/// Goes through `range` with up to `jobs` workers (0: one per processor), of which the calling program's
+/// `clip` is the first one's. Rethrows what work or taker throw, and throws Interrupted when a signal asks to
+/// stop; the workers have ended in either case.
+void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, unsigned jobs,
+                  const FrameWork& work, const OutcomeTaker& take);

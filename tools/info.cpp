@@ -1,0 +1,78 @@
+// `krw info`: what the plug-in tells a host about a clip.
+
+#include "tools/bare_clip.h"
+#include "tools/clip_report.h"
+#include "tools/command_options.h"
+#include "tools/commands.h"
+#include "tools/console.h"
+#include "tools/frame_range.h"
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <set>
+
+namespace {
+
+struct InfoOptions {
+    std::string clip;
+    std::string frames;
+    bool json = false;
+};
+
+/// First, middle and last frame, or every frame of the range that was asked for.
+std::set<std::uint32_t> framesToTry(const InfoOptions& options, const Clip& clip) {
+    const FrameRange range = frameRange(options.frames, clip.frames(), options.clip);
+    std::set<std::uint32_t> frames;
+    if (options.frames.empty())
+        frames = {range.first, range.first + range.count / 2, range.first + range.count - 1};
+    else
+        for (std::uint32_t index = 0; index < range.count; ++index)
+            frames.insert(range.first + index);
+    return frames;
+}
+
+std::vector<TriedFrame> tryFrames(const InfoOptions& options, Clip& clip) {
+    std::vector<TriedFrame> tried;
+    Picture picture = clip.makePicture();
+    for (const std::uint32_t frame : framesToTry(options, clip))
+        tried.push_back({frame, clip.read(frame, picture)});
+    return tried;
+}
+
+/// The same clip without side-cars; none when it cannot be opened so (no room for a link, say).
+std::optional<BareClip> withoutSideCars(const Plugin& plugin, const std::string& path) {
+    try {
+        return std::optional<BareClip>(std::in_place, plugin, path);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+void info(const InfoOptions& options, Session& session) {
+    const Plugin& plugin = session.plugin();
+    Clip clip(plugin, options.clip);
+    const std::optional<BareClip> bare = withoutSideCars(plugin, options.clip);
+    const ClipReport report{clip, plugin.format().longDescription,
+                            listItems(clip.information(), bare ? &bare->information() : nullptr),
+                            bare ? ItemSource::sideCar : ItemSource::unknown, tryFrames(options, clip)};
+    console::print(options.json ? reportJson(report) : reportText(report));
+    for (const TriedFrame& tried : report.tried)
+        if (tried.reading.state != FrameReading::State::ok) session.exitStatus = 1;
+}
+
+} // namespace
+
+void addInfo(CLI::App& program, Session& session) {
+    CLI::App* const command =
+        program.add_subcommand("info", "Tell picture, rate, timecode, camera, take and side-car metadata");
+    const auto options = std::make_shared<InfoOptions>();
+    addClipArgument(*command, options->clip);
+    command->add_flag("--json", options->json, "Print one JSON document (docs/json.md)");
+    command
+        ->add_option("--frames", options->frames, "Frames to read for a check; default: first, middle, last")
+        ->type_name("RANGE");
+    command->footer("Examples:\n"
+                    "  krw info A001C003.krw\n"
+                    "  krw info --json A001C003.krw | jq -r .video.timecode.first.text");
+    command->callback([options, &session] { info(*options, session); });
+}

@@ -1,0 +1,40 @@
+#include "tools/interrupt.h"
+
+#include <csignal>
+
+namespace interrupt {
+
+namespace {
+
+volatile std::sig_atomic_t signalSeen = 0;
+
+void notice(int signal) {
+    signalSeen = signal;
+}
+
+} // namespace
+
+void listen() {
+    struct sigaction action {};
+    action.sa_handler = notice;
+    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        sigaction(signal, &action, nullptr);
+    std::signal(SIGPIPE,
+                SIG_IGN); // a reader that left is an error to report, not a reason to leave files behind
+}
+
+bool requested() {
+    return signalSeen != 0;
+}
+
+void check() {
+    if (requested()) throw Interrupted();
+}
+
+int exitStatus() {
+    constexpr int kShellBase = 128;
+    return kShellBase + signalSeen;
+}
+
+} // namespace interrupt

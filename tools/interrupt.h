@@ -1,0 +1,26 @@
+// Ctrl-C and the signals of a job queue: work under way is given up in good order, so that no partial file
+// stays behind. A second signal ends the process at once.
+#pragma once
+
+#include <stdexcept>
+
+/// Thrown where long work notices that it was asked to stop.
+class Interrupted final : public std::runtime_error {
+  public:
+    Interrupted() : std::runtime_error("interrupted") {}
+};
+
+namespace interrupt {
+
+/// Notices SIGINT, SIGTERM and SIGHUP from here on.
+void listen();
+
+[[nodiscard]] bool requested();
+
+/// Throws Interrupted when a signal has come.
+void check();
+
+/// 128 + the signal's number, as a shell reports it.
+[[nodiscard]] int exitStatus();
+
+} // namespace interrupt

@@ -1,0 +1,44 @@
+// The plug-in as any host gets it: found on disk, loaded at run time, used through its entry points.
+#pragma once
+
+#include "host/media_file.h"
+#include "plugin/entry_points.h"
+
+#include <memory>
+#include <string>
+
+/// A loaded plug-in. It stays loaded for as long as this object lives, and must outlive its readers.
+class Plugin final {
+  public:
+    /// Loads the plug-in at `path`, or where it is found when `path` is empty: the environment variable
+    /// KRW_PLUGIN, beside the program, in the program's "../lib/krw/plugins" and the like. Throws
+    /// std::runtime_error when there is none or its interface is not the one this host speaks.
+    explicit Plugin(const std::string& path);
+
+    /// The plug-in's verdict on a file: 0 when it can be read, otherwise a status of plugin/status.h.
+    [[nodiscard]] std::uint32_t check(const std::string& path) const;
+
+    struct ReaderDeleter {
+        XMediaFile mediaFile;
+        void operator()(CAMediaFile* reader) const;
+    };
+    using Reader = std::unique_ptr<CAMediaFile, ReaderDeleter>;
+
+    /// A new reader object. Throws std::runtime_error when the plug-in makes none.
+    [[nodiscard]] Reader makeReader() const;
+
+    /// File-name pattern and description of the format that the plug-in reads; texts owned by the plug-in.
+    [[nodiscard]] FormatDescriptor format() const;
+
+    [[nodiscard]] const std::string& path() const { return m_path; }
+
+  private:
+    struct Unloader {
+        void operator()(void* library) const;
+    };
+
+    std::string m_path;
+    std::unique_ptr<void, Unloader> m_library;
+    XMediaFile m_mediaFile = nullptr;
+    XCheckVersionAndFile m_checkVersionAndFile = nullptr;
+};
