@@ -71,7 +71,7 @@ class TestClip {
     /// Appends a record as it stands, whatever its size, behind what is there.
     void addRecord(std::span<const std::uint8_t> record);
     /// Keeps the first `size` bytes.
-    void cut(std::size_t size) { bytes.resize(checked(0, size)); }
+    void cut(std::size_t size) { bytes.resize(checked(0, size) + size); }
 
     [[nodiscard]] std::uint64_t danrawAt(std::size_t frame) const;
     [[nodiscard]] std::uint64_t planeAt(std::size_t frame, std::size_t index) const;
