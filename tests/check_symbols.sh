@@ -18,6 +18,7 @@ found=$(nm -D --defined-only "$1" | cut -d' ' -f3- | c++filt | sort -u)
 diff <(echo "$expected") <(echo "$found") || { echo "exported symbols differ (left: expected)"; exit 1; }
 
 # Host functions come from whatever library of that name is loaded, as plain symbols.
+imported=$(nm -D --undefined-only "$1")
 for name in PVAlloc PVFree pvOSCreateFile pvOSReadFile pvOSSeek ErrFmtOut qmxInfoDelete; do
-    nm -D --undefined-only "$1" | grep -qw "$name" || { echo "$name is not imported"; exit 1; }
+    grep -qw "$name" <<<"$imported" || { echo "$name is not imported"; exit 1; }
 done
