@@ -44,7 +44,7 @@ constexpr std::size_t kCategories = kKineCategories;
 constexpr std::size_t kColumnBytes = 4; // of a row of the mosaic
 constexpr std::uint32_t kMaxSampleBits = kKineIndexBits + kKineCategories - 1;
 
-constexpr std::uint32_t kIndexBits = 10;
+constexpr std::uint32_t kIndexBits = 9;
 constexpr std::size_t kGroup = 5;
 constexpr std::size_t kStretch = 120;
 constexpr std::size_t kColumnsAtOnce = 4; // in reconstruction
@@ -143,8 +143,8 @@ inline void advance(Stream& stream, std::uint64_t used) {
 }
 
 /// One plane's samples of some columns, with a refill for each.
-[[gnu::noinline]] bool decodeCarefully(EntropyStage& stage, std::size_t plane, std::size_t column,
-                                       std::size_t count) {
+[[nodiscard]] bool decodeCarefully(EntropyStage& stage, std::size_t plane, std::size_t column,
+                                   std::size_t count) {
     Stream& stream = stage.streams[plane];
     for (const std::size_t end = column + count; column < end; ++column) {
         const std::uint64_t bits = nextBits(stream);
@@ -160,43 +160,69 @@ inline void advance(Stream& stream, std::uint64_t used) {
     return true;
 }
 
-/// Decodes kCount columns on one refill a plane.
+/// One plane's part of a group.
+struct Lane {
+    std::uint64_t bits = 0; // of the refill, the next one on top, the consumed ones at the low end
+    std::uint64_t used = 0;
+
+    explicit Lane(const Stream& stream) : bits(nextBits(stream)), used(stream.phase) { countNow(); }
+
+    void decode(const PlaneTable& table, Stretch& stretch, std::size_t column, std::size_t plane) {
+        const std::uint32_t entry = table[bits >> (64 - kIndexBits)];
+        bits = std::rotl(bits, static_cast<int>(entry));
+        used += entry;
+        countNow();
+        stretch.bits[column][plane] = static_cast<std::uint16_t>(bits);
+        stretch.entries[column][plane] = entry;
+    }
+
+    [[nodiscard]] std::uint64_t length() const { return used & kLengthMask; }
+
+  private:
+    // Left to itself the compiler puts the additions off, or merges those of the lanes into vectors. Either
+    // costs a trip through memory for each.
+    void countNow() { asm("" : "+r"(used)); }
+};
+
+/// A group that did not go well in every lane.
+[[nodiscard, gnu::noinline]] bool repairGroup(EntropyStage& stage, std::size_t column, std::size_t count,
+                                              const std::array<std::uint64_t, kPlanes>& lengths) {
+    for (std::size_t plane = 0; plane < kPlanes; ++plane) {
+        if (lengths[plane] < kHeldBits)
+            advance(stage.streams[plane], lengths[plane]);
+        else if (!decodeCarefully(stage, plane, column, count))
+            return false;
+    }
+    return true;
+}
+
+/// Decodes kCount columns on one refill a lane.
 template <std::size_t kCount>
 [[nodiscard, gnu::always_inline]] inline bool decodeGroup(EntropyStage& stage, std::size_t column) {
-    std::array<std::uint64_t, kPlanes> bits;
-    std::array<std::uint64_t, kPlanes> used;
-    const auto sample = [&](std::size_t plane, std::size_t at) {
-        const std::uint32_t entry = stage.tables[plane][bits[plane] >> (64 - kIndexBits)];
-        bits[plane] = std::rotl(bits[plane], static_cast<int>(entry));
-        used[plane] += entry;
-        // Keeps the compiler from putting the additions off, which would cost a spill for each.
-        asm("" : "+r"(used[plane]));
-        stage.stretch.bits[at][plane] = static_cast<std::uint16_t>(bits[plane]);
-        stage.stretch.entries[at][plane] = entry;
+    auto& [stream0, stream1, stream2, stream3] = stage.streams;
+    Lane lane0(stream0);
+    Lane lane1(stream1);
+    Lane lane2(stream2);
+    Lane lane3(stream3);
+    const auto decodeColumn = [&](std::size_t at) {
+        lane0.decode(stage.tables[0], stage.stretch, at, 0);
+        lane1.decode(stage.tables[1], stage.stretch, at, 1);
+        lane2.decode(stage.tables[2], stage.stretch, at, 2);
+        lane3.decode(stage.tables[3], stage.stretch, at, 3);
     };
-    const auto forPlanes = [](auto&& step) { return step(0) && step(1) && step(2) && step(3); };
-
-    forPlanes([&](std::size_t plane) {
-        bits[plane] = nextBits(stage.streams[plane]);
-        used[plane] = stage.streams[plane].phase;
-        return true;
-    });
     [&]<std::size_t... kStep>(std::index_sequence<kStep...>) {
-        ((sample(kStep % kPlanes, column + kStep / kPlanes)), ...);
+        (decodeColumn(column + kStep), ...);
     }
-    (std::make_index_sequence<kCount * kPlanes>());
+    (std::make_index_sequence<kCount>());
 
-    if (((used[0] | used[1] | used[2] | used[3]) & kLengthMask) >= kHeldBits) [[unlikely]]
-        return forPlanes([&](std::size_t plane) {
-            const std::uint64_t length = used[plane] & kLengthMask;
-            if (length >= kHeldBits) return decodeCarefully(stage, plane, column, kCount);
-            advance(stage.streams[plane], length);
-            return true;
-        });
-    return forPlanes([&](std::size_t plane) {
-        advance(stage.streams[plane], used[plane] & kLengthMask);
-        return true;
-    });
+    if (((lane0.used | lane1.used | lane2.used | lane3.used) & kLengthMask) >= kHeldBits) [[unlikely]]
+        return repairGroup(stage, column, kCount,
+                           {lane0.length(), lane1.length(), lane2.length(), lane3.length()});
+    advance(stream0, lane0.length());
+    advance(stream1, lane1.length());
+    advance(stream2, lane2.length());
+    advance(stream3, lane3.length());
+    return true;
 }
 
 [[nodiscard]] bool decodeStretch(EntropyStage& stage, std::size_t columns) {
