@@ -1,0 +1,21 @@
+// The coding of a plane taken at its word: one bit at a time, codes compared category by category, no table.
+// Slow and plain, so that the decoders can be held against it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+struct ReferencePlane {
+    std::vector<std::uint16_t> samples; // whole rows, unshifted; only those reached when a code was wrong
+    std::int32_t samplesLeft = 0;       // at the start of the row with the wrong code; 0: the plane decoded
+    std::size_t bitsUsed = 0;
+};
+
+/// Decodes rows until `count` samples are there. 13 lengths and codes, legal ones. Bits behind the end of the
+/// stream are 0. Where several codes match, the highest category counts.
+[[nodiscard]] ReferencePlane decodeByDefinition(std::span<const std::uint16_t> codeLengths,
+                                                std::span<const std::uint16_t> codes,
+                                                std::span<const std::uint8_t> stream, std::int32_t count,
+                                                std::int32_t rowLength);
