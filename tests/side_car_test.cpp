@@ -1,6 +1,5 @@
 // Side-cars beside a clip, through a clip that is opened: which one is read, what it sets, and that none can
 // do harm.
-#include "host/info_records.h"
 #include "metadata/info_items.h"
 #include "metadata/side_car.h"
 #include "metadata/xml_limits.h"
@@ -12,9 +11,10 @@
 #include "tools/side_car_writer.h"
 
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
-#include <optional>
+#include <sstream>
 #include <sys/stat.h>
 
 namespace {
@@ -37,15 +37,6 @@ struct Described {
     [[nodiscard]] std::string document() const { return text(InfoText::deviceMetadata); }
 };
 
-std::vector<std::uint16_t> bothFrames() {
-    std::vector<std::uint16_t> samples;
-    for (const Mosaic& mosaic : randomMosaics(2, 16, 8))
-        samples.insert(samples.end(), mosaic.samples.begin(), mosaic.samples.end());
-    return samples;
-}
-
-const std::vector<std::uint16_t> kFrames = bothFrames();
-
 /// A clip of two frames alone in a directory; every opening reads both back.
 class SideCar : public testing::Test {
   protected:
@@ -54,14 +45,19 @@ class SideCar : public testing::Test {
             m_directory.write(name, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
     }
     void putXml(std::string_view text) const { put("A001C003M01.xml", text); }
-    void putSlate(std::string_view text) const { put("slate.txt", text); }
 
-    void open(Described& described) const { open(described, m_clip); }
-    static void open(Described& described, const std::string& clip) {
+    void open(Described& described, const std::string& clip = {}) const {
         CMFKrw reader(0);
-        ASSERT_EQ(reader.Open(clip.c_str(), 0, 0, nullptr, 0, 0, 0), status::kOk);
+        ASSERT_EQ(reader.Open((clip.empty() ? m_clip : clip).c_str(), 0, 0, nullptr, 0, 0, 0), status::kOk);
         reader.GetFileInfo(0, nullptr, nullptr, nullptr, &described.info);
-        EXPECT_EQ(readFrames(reader), kFrames);
+        for (std::uint32_t frame = 0; frame < m_frames.size(); ++frame) {
+            std::vector<std::uint16_t> samples(m_frames[frame].samples.size());
+            DFRAME dframe{};
+            dframe.picture.buffer = samples.data();
+            dframe.picture.bufferSize = static_cast<std::uint32_t>(samples.size() * 2);
+            EXPECT_EQ(reader.Read(frame, 1, 1, 1, &dframe, nullptr), status::kOk);
+            EXPECT_EQ(samples, m_frames[frame].samples);
+        }
     }
     [[nodiscard]] std::string document() const {
         Described described;
@@ -69,19 +65,10 @@ class SideCar : public testing::Test {
         return described.document();
     }
 
-    static std::vector<std::uint16_t> readFrames(CMFKrw& reader) {
-        std::vector<std::uint16_t> samples(std::size_t{2} * 16 * 8);
-        for (std::uint32_t frame = 0; frame < 2; ++frame) {
-            DFRAME dframe{};
-            dframe.picture.buffer = &samples[std::size_t{frame} * 16 * 8];
-            dframe.picture.bufferSize = 16 * 8 * 2;
-            EXPECT_EQ(reader.Read(frame, 1, 1, 1, &dframe, nullptr), status::kOk);
-        }
-        return samples;
-    }
-
+    std::vector<Mosaic> m_frames = randomMosaics(2, 16, 8);
+    LogCapture m_log;
     TempDir m_directory;
-    std::string m_clip = m_directory.write("A001C003.krw", makeClip(2).bytes);
+    std::string m_clip = m_directory.write("A001C003.krw", makeClip({}, m_frames).bytes);
 };
 
 std::string wrapped(const std::string& lines) {
@@ -92,103 +79,56 @@ std::string ofKind(const std::string& kind, const std::string& lines) {
     return wrapped("\t<PVDeviceMetadataType>" + kind + "</PVDeviceMetadataType>\n" + lines);
 }
 
+std::string inRoot(const std::string& root, const std::string& body) {
+    return "<" + root + ">" + body + "</" + root + ">";
+}
+
 std::string sony(const std::string& body) {
-    return "<NonRealTimeMeta>" + body + "</NonRealTimeMeta>";
-}
-
-TEST_F(SideCar, SonyExample) {
-    putXml(R"(<?xml version="1.0" encoding="UTF-8"?>
-<NonRealTimeMeta xmlns="urn:x">
-  <TargetMaterial umidRef="060A2B34"/>
-  <Device manufacturer="Sony" modelName="CAM-1" serialNo="S042"/>
-  <AcquisitionRecord><Group name="CameraUnitMetadataSet"><Item name="ISOSensitivity" value="800"/></Group>
-  </AcquisitionRecord>
-</NonRealTimeMeta>)");
-    Described clip;
-    open(clip);
-    EXPECT_EQ(clip.document(), ofKind("SONY", "\t<TargetMaterial-umidRef>060A2B34</TargetMaterial-umidRef>\n"
-                                              "\t<Device-manufacturer>Sony</Device-manufacturer>\n"
-                                              "\t<Device-modelName>CAM-1</Device-modelName>\n"
-                                              "\t<Device-serialNo>S042</Device-serialNo>\n"
-                                              "\t<AcquisitionRecord-name>CameraUnitMetadataSet"
-                                              "</AcquisitionRecord-name>\n"
-                                              "\t<Item-ISOSensitivity>800</Item-ISOSensitivity>\n"));
-    EXPECT_EQ(clip.text(InfoText::materialUmid), "060A2B34");
-    EXPECT_EQ(clip.text(InfoText::manufacturer), "Sony");
-    EXPECT_EQ(clip.text(InfoText::modelName), "CAM-1");
-    EXPECT_EQ(clip.text(InfoText::serialNo), "S042");
-    EXPECT_EQ(clip.info[InfoNumber::isoSensitivity], 800U);
-    EXPECT_EQ(clip.text(InfoText::project), "Test clips")
-        << "the header's, of which the side-car says nothing";
-}
-
-TEST_F(SideCar, PanasonicExample) {
-    putXml("<P2Main><ClipContent><ClipName>0001AB</ClipName><ClipMetadata><Device>"
-           "<Manufacturer>Panasonic</Manufacturer><SerialNo.>S042</SerialNo.><ModelName>CAM-2</ModelName>"
-           "</Device><Scenario><ProgramName>Show</ProgramName><SceneNo.>12</SceneNo.><TakeNo.>3</TakeNo.>"
-           "</Scenario></ClipMetadata></ClipContent></P2Main>");
-    Described clip;
-    open(clip);
-    EXPECT_EQ(clip.document(),
-              ofKind("PANASONICP2", "\t<ClipContent-ClipName>0001AB</ClipContent-ClipName>\n"
-                                    "\t<Device-Manufacturer>Panasonic</Device-Manufacturer>\n"
-                                    "\t<Device-SerialNo.>S042</Device-SerialNo.>\n"
-                                    "\t<Device-ModelName>CAM-2</Device-ModelName>\n"
-                                    "\t<Scenario-ProgramName>Show</Scenario-ProgramName>\n"
-                                    "\t<Scenario-SceneNo.>12</Scenario-SceneNo.>\n"
-                                    "\t<Scenario-TakeNo.>3</Scenario-TakeNo.>\n"));
-    EXPECT_EQ(clip.text(InfoText::manufacturer), "Panasonic");
-    EXPECT_EQ(clip.text(InfoText::scene), "12");
-}
-
-TEST_F(SideCar, SlateExample) {
-    putSlate("# slate\nScene....: 12\nTake.....: 3\n");
-    const LogCapture log;
-    const std::string expected = ofKind("KINERAW", "\t<Scene>12</Scene>\n\t<Take>3</Take>\n");
-    EXPECT_EQ(document(), expected);
-    EXPECT_EQ(log.texts(), std::vector<std::string>{expected + "\n"});
+    return inRoot("NonRealTimeMeta", body);
 }
 
 TEST_F(SideCar, FirstOfItsKindsIsRead) {
-    struct File {
-        const char* name;
-        const char* text;
+    const std::map<char, std::pair<const char*, const char*>> files = {
+        {'x', {"A001C003M01.xml", "<P2Main/>"}},
+        {'b', {"A001C003M01.xml", "<P2Main>"}},
+        {'r', {"A001C003M01.xml", "<!-- none -->"}},
+        {'X', {"A001C003M01.XML", "<NonRealTimeMeta/>"}},
+        {'s', {"slate.txt", "a.: 1"}},
+        {'S', {"slate.TXT", "b.: 2"}},
+        {'n', {"A001C003.xml", "<P2Main/>"}},
+        {'k', {"A001C003M01.krw.xml", "<P2Main/>"}}};
+    const std::pair<std::string, std::string> rows[] = {
+        {"xXsS", ofKind("PANASONICP2", "")},
+        {"XsS", ofKind("SONY", "")},
+        {"sS", ofKind("KINERAW", "\t<a>1</a>\n")},
+        {"S", ofKind("KINERAW", "\t<b>2</b>\n")},
+        {"bXs", kNoDocument},
+        {"rXs", kNoDocument},
+        {"nk", kNoDocument},
     };
-    constexpr File kGood{"A001C003M01.xml", "<P2Main/>"};
-    constexpr File kBroken{"A001C003M01.xml", "<P2Main>"};
-    constexpr File kUpper{"A001C003M01.XML", "<NonRealTimeMeta/>"};
-    constexpr File kSlate{"slate.txt", "a.: 1"};
-    constexpr File kUpperSlate{"slate.TXT", "b.: 2"};
-    const std::string slate = ofKind("KINERAW", "\t<a>1</a>\n");
-    const struct {
-        std::vector<File> files;
-        std::string expected;
-    } rows[] = {
-        {{}, kNoDocument},
-        {{kGood, kUpper, kSlate}, ofKind("PANASONICP2", "")},
-        {{kUpper, kSlate, kUpperSlate}, ofKind("SONY", "")},
-        {{kSlate, kUpperSlate}, slate},
-        {{kUpperSlate}, ofKind("KINERAW", "\t<b>2</b>\n")},
-        {{kBroken, kUpper, kSlate}, kNoDocument},
-        {{{"A001C003.xml", "<P2Main/>"}, {"A001C003M01.krw.xml", "<P2Main/>"}}, kNoDocument},
-        {{{"A001C003M01.xml", "<!-- no root -->"}, kSlate}, kNoDocument},
-        {{{"A001C003M01.xml", "<Other a='1'><Device><Manufacturer>x</Manufacturer></Device></Other>"}},
-         wrapped("")},
-        {{{"A001C003M01.xml", "<xP2MainX/>"}}, ofKind("PANASONICP2", "")},
-        {{{"A001C003M01.xml", "<NonRealTimeMetaClipMain/>"}}, ofKind("PANASONICGH5", "")},
-        {{{"A001C003M01.xml", "<nonrealtimemeta/>"}}, wrapped("")},
+    for (const auto& [present, expected] : rows) {
+        for (const char file : present)
+            put(files.at(file).first, files.at(file).second);
+        EXPECT_EQ(document(), expected) << present;
+        for (const char file : present)
+            std::filesystem::remove(m_directory.path(files.at(file).first));
+    }
+}
+
+TEST_F(SideCar, RootNamesTheKind) {
+    const std::pair<const char*, std::string> rows[] = {
+        {"<Other a='1'><Device><Manufacturer>x</Manufacturer></Device></Other>", wrapped("")},
+        {"<xP2MainX/>", ofKind("PANASONICP2", "")},
+        {"<NonRealTimeMetaClipMainP2Main/>", ofKind("PANASONICP2", "")},
+        {"<NonRealTimeMetaClipMain/>", ofKind("PANASONICGH5", "")},
     };
-    for (const auto& row : rows) {
-        for (const File& file : row.files)
-            put(file.name, file.text);
-        EXPECT_EQ(document(), row.expected) << (row.files.empty() ? "" : row.files.front().text);
-        for (const File& file : row.files)
-            std::filesystem::remove(m_directory.path(file.name));
+    for (const auto& [xml, expected] : rows) {
+        putXml(xml);
+        EXPECT_EQ(document(), expected) << xml;
     }
 }
 
 TEST_F(SideCar, PathWithXmlInItIsItsOwnSideCar) {
-    const LogCapture log;
     std::filesystem::create_directory(m_directory.path("cards.XML"));
     const std::string clip = m_directory.path("cards.XML/a.krw");
     std::filesystem::copy(m_clip, clip);
@@ -204,92 +144,61 @@ TEST_F(SideCar, PathWithXmlInItIsItsOwnSideCar) {
 
 TEST_F(SideCar, LongPathsHaveNone) {
     put("slate.txt", "a.: 1");
-    const std::string names[] = {std::string(252, 'n') + ".krw", std::string(4000, 'n') + ".krw",
-                                 std::string(5000, '/') + "a.krw", ""};
-    for (const std::string& name : names) {
+    const std::string directory = m_directory.root().string();
+    for (const std::string& path : {""s, directory + "/" + std::string(255, 'n') + ".krw",
+                                    directory + std::string(4096, '/') + "a.krw"}) {
         Described described;
-        const std::string path = name.empty() ? name : "/nowhere/" + name;
         EXPECT_EQ(findMetaData(path.c_str(), &described.info), 0);
         EXPECT_EQ(described.document(), kNoDocument);
     }
 }
 
-using Item = std::variant<InfoText, InfoNumber>;
+// Element, name and the number of the item that they set: texts below 198, numbers from there on.
+constexpr char kSonyItems[] =
+    "Item Reel 65 Item Project 19 Item DirectorName 30 Item DirectorOfPhotographyName 49 Item Production 43 "
+    "Meta CameraIndex 73 Meta Cut 46 Meta Scene 71 Meta Take 67 Meta Shot 66 Meta Circle 20 "
+    "Meta CameraAttributes 69 Item WhiteBalance 239 Item RawBlackCodeValue 220 Item RawWhiteCodeValue 219 "
+    "Item ISOSensitivity 241 Item NeutralDensityFilterWheelSetting 218 Item ShutterSpeedAngle 217 "
+    "Device modelName 38 Device manufacturer 59 Device serialNo 64 TargetMaterial umidRef 82 "
+    "CreationDate value 28 TypicalUbit value 200 TypicalUbit value 202 VideoFrame videoCodec 18 "
+    "Element software 58 Camera modelName 38 Camera manufacturer 59 Camera serialNo 64";
+constexpr char kPanasonicItems[] =
+    "Device Manufacturer 59 Device ModelName 38 Device SerialNo. 64 CameraUnitMetadata RGain 237 "
+    "CameraUnitMetadata GGain 242 CameraUnitMetadata BGain 238 Gamma MasterGamma 223 Scenario SceneNo. 71 "
+    "Scenario TakeNo. 67 Scenario ProgramName 19";
 
-struct MappedCase {
-    std::string xml;
-    Item item;
-    const char* value;
-};
-
-std::string named(const char* name, const char* value) {
-    return sony("<Item name='Reel' value='before'/><Item name='"s + name + "' value='" + value + "'/>");
+std::string sonyElement(const std::string& element, const std::string& name, const std::string& value) {
+    const bool named = element == "Item" || element == "Meta";
+    return "<" + element + " " + (named ? "name='" + name + "' value" : name) + "='" + value + "'/>";
 }
-std::string attribute(const char* element, const char* name, const char* value) {
-    return sony("<"s + element + " " + name + "='" + value + "'/>");
-}
-std::string content(const char* parent, const char* element, const char* value) {
-    return "<ClipMain><"s + parent + "><" + element + ">first</" + element + "><" + element + ">" + value +
-           "</" + element + "></" + parent + "></ClipMain>";
+std::string panasonicElement(const std::string& element, const std::string& name, const std::string& value) {
+    return "<" + element + "><" + name + ">" + value + "</" + name + "></" + element + ">";
 }
 
 TEST_F(SideCar, EveryMappedItemIsSet) {
-    using T = InfoText;
-    using N = InfoNumber;
-    const MappedCase rows[] = {
-        {named("Reel", "r"), T::reel, "r"},
-        {named("Project", "p"), T::project, "p"},
-        {named("DirectorName", "d"), T::directorName, "d"},
-        {named("DirectorOfPhotographyName", "o"), T::directorOfPhotography, "o"},
-        {named("Production", "n"), T::production, "n"},
-        {named("CameraIndex", "i"), T::cameraIndex, "i"},
-        {named("Cut", "c"), T::cut, "c"},
-        {named("Scene", "s"), T::scene, "s"},
-        {named("Take", "t"), T::take, "t"},
-        {named("Shot", "h"), T::shot, "h"},
-        {named("Circle", "l"), T::circle, "l"},
-        {named("CameraAttributes", "a"), T::cameraAttributes, "a"},
-        {named("WhiteBalance", "5600K"), N::whiteBalance, "5600"},
-        {named("RawBlackCodeValue", "256"), N::rawBlackCodeValue, "256"},
-        {named("RawWhiteCodeValue", "4095"), N::rawWhiteCodeValue, "4095"},
-        {named("ISOSensitivity", "800"), N::isoSensitivity, "800"},
-        {named("NeutralDensityFilterWheelSetting", "2"), N::ndFilter, "2"},
-        {named("ShutterSpeedAngle", "18000"), N::shutterAngle, "18000"},
-        {attribute("Device", "modelName", "m"), T::modelName, "m"},
-        {attribute("Device", "manufacturer", "u"), T::manufacturer, "u"},
-        {attribute("Device", "serialNo", "1"), T::serialNo, "1"},
-        {attribute("TargetMaterial", "umidRef", "06"), T::materialUmid, "06"},
-        {attribute("CreationDate", "value", "2017"), T::creationDate, "2017"},
-        {attribute("TypicalUbit", "value", "1A2B3C4D"), N::userBits, "1"},
-        {attribute("TypicalUbit", "value", "12"), N::userBitsCopy, "12"},
-        {attribute("VideoFrame", "videoCodec", "v"), T::videoCodec, "v"},
-        {attribute("Element", "software", "w"), T::software, "w"},
-        {attribute("Camera", "modelName", "x"), T::modelName, "x"},
-        {attribute("Camera", "manufacturer", "y"), T::manufacturer, "y"},
-        {attribute("Camera", "serialNo", "z"), T::serialNo, "z"},
-        {sony(""), T::manufacturer, "Sony"},
-        {content("Device", "Manufacturer", "m"), T::manufacturer, "m"},
-        {content("Device", "ModelName", "n"), T::modelName, "n"},
-        {content("Device", "SerialNo.", "s"), T::serialNo, "s"},
-        {content("CameraUnitMetadata", "RGain", "256"), N::rGain, "256"},
-        {content("CameraUnitMetadata", "GGain", "0x1F"), N::gGain, "0"},
-        {content("CameraUnitMetadata", "BGain", "1730"), N::bGain, "1730"},
-        {content("Gamma", "MasterGamma", "1800"), N::masterGamma, "1800"},
-        {content("Scenario", "SceneNo.", "12"), T::scene, "12"},
-        {content("Scenario", "TakeNo.", "3"), T::take, "3"},
-        {content("Scenario", "ProgramName", "p"), T::project, "p"},
-        {content("Device", "RGain", "256"), N::rGain, "1000"}, // what opening sets: not the right parent
+    const auto check = [this](const std::string& root, const char* items, auto makeElement) {
+        std::istringstream words(items);
+        std::string element;
+        std::string name;
+        std::uint32_t item = 0;
+        while (words >> element >> name >> item) {
+            putXml(
+                inRoot(root, makeElement(element, name, "first").append(makeElement(element, name, "42K"))));
+            Described clip;
+            open(clip);
+            const bool isText = item < QMXINFO::kFirstNumber;
+            EXPECT_EQ(isText ? clip.text(InfoText{item}) : std::to_string(clip.info[InfoNumber{item}]),
+                      isText ? "42K" : "42")
+                << element << " " << name;
+        }
     };
-    for (const MappedCase& row : rows) {
-        putXml(row.xml);
-        Described clip;
-        open(clip);
-        const auto* text = std::get_if<InfoText>(&row.item);
-        EXPECT_EQ(text != nullptr ? clip.text(*text)
-                                  : std::to_string(clip.info[std::get<InfoNumber>(row.item)]),
-                  row.value)
-            << row.xml;
-    }
+    check("NonRealTimeMeta", kSonyItems, sonyElement);
+    check("ClipMain", kPanasonicItems, panasonicElement);
+    putXml(sony("<Other serialNo='1'/>"));
+    Described clip;
+    open(clip);
+    EXPECT_EQ(clip.text(InfoText::manufacturer), "Sony");
+    EXPECT_EQ(clip.text(InfoText::serialNo), "000001") << "the header's";
 }
 
 TEST_F(SideCar, XmlLines) {
@@ -299,6 +208,26 @@ TEST_F(SideCar, XmlLines) {
         std::string xml;
         std::string lines;
     } rows[] = {
+        {"Sony example",
+         sony("<TargetMaterial umidRef='060A2B34'/>"
+              "<Device manufacturer='Sony' modelName='CAM-1' serialNo='S042'/><AcquisitionRecord>"
+              "<Group name='CameraUnitMetadataSet'><Item name='ISOSensitivity' value='800'/></Group>"
+              "</AcquisitionRecord>"),
+         "\t<TargetMaterial-umidRef>060A2B34</TargetMaterial-umidRef>\n"
+         "\t<Device-manufacturer>Sony</Device-manufacturer>\n\t<Device-modelName>CAM-1</Device-modelName>\n"
+         "\t<Device-serialNo>S042</Device-serialNo>\n"
+         "\t<AcquisitionRecord-name>CameraUnitMetadataSet</AcquisitionRecord-name>\n"
+         "\t<Item-ISOSensitivity>800</Item-ISOSensitivity>\n"},
+        {"P2 example",
+         "<P2Main><ClipContent><ClipName>0001AB</ClipName><ClipMetadata><Device>"
+         "<Manufacturer>Panasonic</Manufacturer><SerialNo.>S042</SerialNo.><ModelName>CAM-2</ModelName>"
+         "</Device><Scenario><ProgramName>Show</ProgramName><SceneNo.>12</SceneNo.><TakeNo.>3</TakeNo.>"
+         "</Scenario></ClipMetadata></ClipContent></P2Main>",
+         "\t<ClipContent-ClipName>0001AB</ClipContent-ClipName>\n"
+         "\t<Device-Manufacturer>Panasonic</Device-Manufacturer>\n"
+         "\t<Device-SerialNo.>S042</Device-SerialNo.>\n\t<Device-ModelName>CAM-2</Device-ModelName>\n"
+         "\t<Scenario-ProgramName>Show</Scenario-ProgramName>\n"
+         "\t<Scenario-SceneNo.>12</Scenario-SceneNo.>\n\t<Scenario-TakeNo.>3</Scenario-TakeNo.>\n"},
         {"one attribute", sony("<Item name='Take'/>"), "\t<Item-Take></Item-Take>\n"},
         {"last value wins", sony("<Meta name='Reel' content='A001' lang='en'/>"),
          "\t<Meta-Reel>en</Meta-Reel>\n"},
@@ -332,11 +261,11 @@ TEST_F(SideCar, XmlLines) {
 }
 
 TEST_F(SideCar, SlateLines) {
-    const LogCapture log;
     const struct {
         std::string line;
         std::string expected;
     } rows[] = {
+        {"# slate\nScene....: 12\nTake.....: 3\n", "\t<Scene>12</Scene>\n\t<Take>3</Take>\n"},
         {"Camera Op....: Jo Ann", "\t<Camera-Op>Jo-Ann</Camera-Op>\n"},
         {"Date/Time...: 2017/05/06", "\t<Date>2017.05.06</Date>\n"},
         {"Take.: 3\r", "\t<Take>3\r</Take>\n"},
@@ -351,14 +280,15 @@ TEST_F(SideCar, SlateLines) {
          "\t<" + std::string(23, 'k') + ">" + std::string(23, 'v') + "</" + std::string(23, 'k') + ">\n"},
     };
     for (const auto& row : rows) {
-        putSlate(row.line);
-        EXPECT_EQ(document(), ofKind("KINERAW", row.expected)) << row.line;
+        put("slate.txt", row.line);
+        const std::string expected = ofKind("KINERAW", row.expected);
+        EXPECT_EQ(document(), expected) << row.line;
+        EXPECT_THAT(m_log.texts(), testing::Contains(expected + "\n"));
     }
 }
 
 std::string repeated(std::size_t count, std::string_view text) {
     std::string result;
-    result.reserve(count * text.size());
     for (std::size_t i = 0; i < count; ++i)
         result += text;
     return result;
@@ -366,83 +296,55 @@ std::string repeated(std::size_t count, std::string_view text) {
 std::string nested(std::size_t levels) {
     return repeated(levels, "<ClipMain>") + repeated(levels, "</ClipMain>");
 }
-/// Opens as no document, or as the one of these lines when the limits let it through.
-struct HostileCase {
-    const char* name;
-    std::string (*text)();
-    bool loads = false;
-};
 
-class HostileXml : public SideCar, public testing::WithParamInterface<HostileCase> {};
-
-TEST_P(HostileXml, LeavesClipAsItIs) {
-    putXml(GetParam().text());
-    putSlate("a.: 1");
-    EXPECT_EQ(document() != kNoDocument, GetParam().loads);
+TEST_F(SideCar, HostileXmlLeavesTheClipAsItIs) {
+    const std::string longName(4 << 20, 'n');
+    std::string attributes;
+    for (int i = 0; i < 500'000; ++i)
+        attributes += " a" + std::to_string(i) + "=''";
+    const struct {
+        const char* what;
+        std::string text;
+        bool loads = false;
+    } rows[] = {
+        {"empty", ""},
+        {"binary", "\x7F\x45\x02\x01\x01\0\xFF\xFE<\0a\0"s},
+        {"as deep as may be", nested(kMaxXmlNesting), true},
+        {"one too deep", nested(kMaxXmlNesting + 1)},
+        {"100,000 deep", nested(100'000)},
+        {"deep behind a quoted comment", repeated(100'000, "<a b='<!--'>")},
+        {"deep inside a false reference", "<a>&#x" + repeated(100'000, "<a>") + "x1;</a>"},
+        {"attribute of 20 MiB", "<ClipMain a='" + std::string(20 << 20, 'x') + "'/>"},
+        {"attribute of 10 MiB", "<ClipMain a='" + std::string(10 << 20, 'x') + "'/>", true},
+        {"500,000 attributes to compare", "<ClipMain" + attributes + "/>"},
+        {"4,000,000 elements", "<ClipMain>" + repeated(4'000'000, "<a/>") + "</ClipMain>"},
+        {"document of terabytes",
+         "<ClipMain><" + longName + ">" + repeated(200'000, "<a/>") + "</" + longName + "></ClipMain>"},
+        {"unterminated comment", "<ClipMain><!-- "},
+        {"the same behind the root", "<ClipMain/><!-- \xEF", true},
+        {"NUL in a declaration", "<?xml \0?><ClipMain/>"s},
+        {"NUL in a name", "<Clip\0Main/>"s},
+        {"character cut by the end", "<?xml?><ClipMain>\xF0"},
+        {"byte-order mark for a name", "\xEF\xBB\xBF<\xEF\xBB\xBF"},
+        {"reference without an end", "<ClipMain>&#x41</ClipMain>"},
+        {"huge and empty references", "<ClipMain>&#99999999999999999999;&#0;&#;</ClipMain>", true},
+        {"entity definitions", "<!DOCTYPE a [<!ENTITY b \"&a;&a;\">]><ClipMain>&b;</ClipMain>"},
+        {"unknown entity", "<ClipMain>&b;&</ClipMain>", true},
+        {"double attribute", "<ClipMain a='1' a='2'/>"},
+    };
+    put("slate.txt", "a.: 1");
+    for (const auto& row : rows) {
+        putXml(row.text);
+        EXPECT_EQ(document() != kNoDocument, row.loads) << row.what;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, HostileXml,
-    testing::Values(
-        HostileCase{"Empty", [] { return ""s; }},
-        HostileCase{"Binary",
-                    [] {
-                        return "\x7F"
-                               "ELF\x02\x01\x01\0\xFF\xFE<\0a\0"s;
-                    }},
-        HostileCase{"DeepestAllowed", [] { return nested(kMaxXmlNesting); }, true},
-        HostileCase{"OneTooDeep", [] { return nested(kMaxXmlNesting + 1); }},
-        HostileCase{"HundredThousandDeep", [] { return nested(100'000); }},
-        HostileCase{"DeepBehindAQuotedComment", [] { return repeated(100'000, "<a b='<!--'>"); }},
-        HostileCase{"DeepBehindAFalseReference",
-                    [] { return "<a>&#x" + repeated(100'000, "<a>") + "x1;</a>"; }},
-        HostileCase{"AttributeOf20MiB",
-                    [] { return attribute("A", "b", std::string(20 << 20, 'x').c_str()); }},
-        HostileCase{"AttributeOf10MiB",
-                    [] { return attribute("A", "b", std::string(10 << 20, 'x').c_str()); }, true},
-        HostileCase{"HalfAMillionAttributes",
-                    [] {
-                        std::string text = "<ClipMain";
-                        for (int i = 0; i < 500'000; ++i)
-                            text += " a" + std::to_string(i) + "=''";
-                        return text + "/>";
-                    }},
-        HostileCase{"FourMillionElements",
-                    [] { return "<ClipMain>" + repeated(4'000'000, "<a/>") + "</ClipMain>"; }},
-        HostileCase{"DocumentOfTerabytes",
-                    [] {
-                        const std::string name(4 << 20, 'n');
-                        return "<ClipMain><" + name + ">" + repeated(200'000, "<a/>") + "</" + name +
-                               "></ClipMain>";
-                    }},
-        HostileCase{"UnterminatedComment", [] { return "<ClipMain><!-- "s; }},
-        HostileCase{"UnterminatedCommentBehindTheRoot", [] { return "<ClipMain/><!-- \xEF"s; }, true},
-        HostileCase{"UnterminatedCharacterData", [] { return "<ClipMain><![CDATA["s; }},
-        HostileCase{"UnterminatedDeclaration", [] { return "<?xml "s; }},
-        HostileCase{"NulInDeclaration", [] { return "<?xml \0?><ClipMain/>"s; }},
-        HostileCase{"NulInName", [] { return "<Clip\0Main/>"s; }},
-        HostileCase{"CharacterCutByTheEnd", [] { return "<?xml?><ClipMain>\xF0"s; }},
-        HostileCase{"ByteOrderMarkForAName", [] { return "\xEF\xBB\xBF<\xEF\xBB\xBF"s; }},
-        HostileCase{"ByteOrderMarkAlone", [] { return "\xEF\xBB\xBF"s; }},
-        HostileCase{"Utf16", [] { return "\xFF\xFE<\0C\0/\0>\0"s; }},
-        HostileCase{"ReferenceWithoutEnd", [] { return "<ClipMain>&#x41</ClipMain>"s; }},
-        HostileCase{"HugeReference", [] { return "<ClipMain>&#99999999999999999999;&#0;&#;</ClipMain>"s; },
-                    true},
-        HostileCase{"EntityDefinitions",
-                    [] { return "<!DOCTYPE a [<!ENTITY b \"&a;&a;\">]><ClipMain>&b;</ClipMain>"s; }},
-        HostileCase{"UnknownEntity", [] { return "<ClipMain>&b;&</ClipMain>"s; }, true},
-        HostileCase{"DoubleAttribute", [] { return "<ClipMain a='1' a='2'/>"s; }}),
-    [](const auto& row) { return row.param.name; });
-
 TEST_F(SideCar, FilesThatAreNone) {
-    const LogCapture log;
-    const std::string emptySlate = ofKind("KINERAW", "");
-    putSlate("a.: 1\n" + std::string(50 << 20, 'x'));
-    EXPECT_EQ(document(), ofKind("KINERAW", "\t<a>1</a>\n\t<" + std::string(23, 'x') + ">" +
-                                                std::string(23, 'x') + "</" + std::string(23, 'x') + ">\n"));
+    put("slate.txt", "a.: 1\n" + std::string(50 << 20, 'x'));
+    EXPECT_THAT(document(), testing::HasSubstr("\t<a>1</a>\n\t<" + std::string(23, 'x') + ">"));
     std::filesystem::remove(m_directory.path("slate.txt"));
     std::filesystem::create_directory(m_directory.path("slate.txt"));
-    EXPECT_EQ(document(), emptySlate);
+    EXPECT_EQ(document(), ofKind("KINERAW", ""));
     std::filesystem::create_directory(m_directory.path("A001C003M01.XML"));
     EXPECT_EQ(document(), kNoDocument);
     ASSERT_EQ(::mkfifo(m_directory.path("A001C003M01.xml").c_str(), 0600), 0);
@@ -451,27 +353,23 @@ TEST_F(SideCar, FilesThatAreNone) {
 
 TEST_F(SideCar, UnreadableOnesAreLikeNone) {
     HostFaults faults;
-    const LogCapture log;
-    const auto afterFault = [&](HostCall call) {
-        Described clip;
-        faults.fail(call, 1);
-        findMetaData(m_clip.c_str(), &clip.info);
-        EXPECT_EQ(faults.openHandles(), 0);
-        return clip.document();
-    };
-    putSlate("a.: 1");
-    EXPECT_EQ(afterFault(HostCall::open), ofKind("KINERAW", ""));
-    EXPECT_EQ(afterFault(HostCall::read), ofKind("KINERAW", ""));
-    putXml("<P2Main/>");
-    EXPECT_EQ(afterFault(HostCall::open), kNoDocument);
-    EXPECT_EQ(afterFault(HostCall::read), kNoDocument);
+    put("slate.txt", "a.: 1");
+    for (const std::string& expected : {ofKind("KINERAW", ""), std::string(kNoDocument)}) {
+        for (const HostCall call : {HostCall::open, HostCall::read}) {
+            Described clip;
+            faults.fail(call, 1);
+            findMetaData(m_clip.c_str(), &clip.info);
+            EXPECT_EQ(clip.document(), expected);
+        }
+        putXml("<P2Main/>");
+    }
+    EXPECT_EQ(faults.openHandles(), 0);
 }
 
 TEST_F(SideCar, ItemsStayWholeWhereverMemoryRunsOut) {
     HostFaults faults;
     for (const std::string_view kind : kSideCarKinds) {
         const std::filesystem::path path = writeSideCar(kind, m_clip);
-        const LogCapture log;
         const std::string whole = document();
         for (const HostCall call : {HostCall::allocation, HostCall::heap}) {
             std::uint64_t calls = 1;
@@ -483,8 +381,7 @@ TEST_F(SideCar, ItemsStayWholeWhereverMemoryRunsOut) {
                 EXPECT_EQ(findMetaData(m_clip.c_str(), &clip.info), 0);
                 faults.disarm();
                 calls = faults.calls(call) - before;
-                const std::string document = clip.document();
-                EXPECT_TRUE(document == whole || document == "before" || document == kNoDocument) << document;
+                EXPECT_THAT(clip.document(), testing::AnyOf(whole, "before", kNoDocument));
             }
         }
         EXPECT_EQ(faults.liveBlocks(), 0);
@@ -493,38 +390,26 @@ TEST_F(SideCar, ItemsStayWholeWhereverMemoryRunsOut) {
     }
 }
 
-TEST_F(SideCar, WrittenKindsAreReadBack) {
-    const LogCapture log;
+TEST_F(SideCar, WrittenKindsAreReadBackAndNothingIsLeftBehind) {
     const struct {
-        std::string_view kind;
         const char* type;
-        MappedCase item;
-    } rows[] = {{"sony", "SONY", {"AcquisitionRecord-name", InfoText::reel, "A001"}},
-                {"p2", "PANASONICP2", {"CameraUnitMetadata-BGain", InfoText::scene, "12"}},
-                {"gh5", "PANASONICGH5", {"Scenario-TakeNo.", InfoText::modelName, "CAM-2"}},
-                {"slate", "KINERAW", {"Camera-Op", InfoText::project, "Test clips"}}};
-    for (const auto& row : rows) {
-        const std::filesystem::path path = writeSideCar(row.kind, m_clip);
+        InfoText item;
+        const char* value;
+    } rows[] = {{"SONY", InfoText::reel, "A001"},
+                {"PANASONICP2", InfoText::scene, "12"},
+                {"PANASONICGH5", InfoText::modelName, "CAM-2"},
+                {"KINERAW", InfoText::project, "Test clips"}};
+    const HostFaults faults;
+    for (std::size_t cycle = 0; cycle < 200; ++cycle) {
+        const auto& row = rows[cycle % std::size(rows)];
+        const auto path = writeSideCar(kSideCarKinds[cycle % std::size(rows)], m_clip);
         Described clip;
         open(clip);
         EXPECT_NE(clip.document().find("Type>"s + row.type + "<"), std::string::npos);
-        EXPECT_NE(clip.document().find(row.item.xml), std::string::npos) << clip.document();
-        EXPECT_EQ(clip.text(std::get<InfoText>(row.item.item)), row.item.value);
+        EXPECT_EQ(clip.text(row.item), row.value);
         std::filesystem::remove(path);
     }
-}
-
-TEST_F(SideCar, NothingIsLeftBehind) {
-    const HostFaults faults;
-    const LogCapture log;
-    for (int cycle = 0; cycle < 200; ++cycle) {
-        const std::filesystem::path path = writeSideCar(kSideCarKinds[cycle % kSideCarKinds.size()], m_clip);
-        EXPECT_NE(document(), kNoDocument);
-        std::filesystem::remove(path);
-    }
-    EXPECT_EQ(faults.liveBlocks(), 0);
-    EXPECT_EQ(faults.liveHeapBlocks(), 0);
-    EXPECT_EQ(faults.openHandles(), 0);
+    EXPECT_EQ(faults.liveBlocks() + faults.liveHeapBlocks() + faults.openHandles(), 0);
 }
 
 } // namespace
