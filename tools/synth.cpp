@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr float kMostFramesPerSecond = 1000;
+
 struct SynthOptions {
     std::string clip;
     std::vector<std::string> mosaics;
@@ -108,6 +110,10 @@ std::unique_ptr<Pictures> makePictures(const SynthOptions& options) {
 }
 
 ClipDescription describe(const SynthOptions& options) {
+    const bool isRate = options.framesPerSecond >= 1 && options.framesPerSecond <= kMostFramesPerSecond;
+    if (!isRate)
+        throw UsageError(
+            fmt::format("--fps: {} is not from 1 to {}", options.framesPerSecond, kMostFramesPerSecond));
     ClipDescription description;
     description.framesPerSecond = options.framesPerSecond;
     description.shift = options.shift;
@@ -163,7 +169,6 @@ void addSynth(CLI::App& program, Session& session) {
         ->capture_default_str();
     command->add_option("--fps", options->framesPerSecond, "Frames per second")
         ->type_name("F")
-        ->check(CLI::Range(1.0, 1000.0).description(""))
         ->capture_default_str();
     command->add_option("--shift", options->shift, "Bits that a reader shifts the samples to the left")
         ->type_name("S")
