@@ -31,6 +31,7 @@ void describe(CLI::App& program, Session& session) {
     addInfo(program, session);
     addVerify(program, session);
     addExport(program, session);
+    addSynth(program, session);
 }
 
 /// Help and version are results; anything else the parser says is one line of complaint.

@@ -11,6 +11,7 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <optional>
@@ -31,6 +32,7 @@ struct SynthOptions {
     std::uint16_t whiteLevel = kSceneWhiteLevel;
     bool noTrailer = false;
     std::string sideCar;
+    std::string keptMosaics; // directory, empty for none
 };
 
 struct Size {
@@ -65,16 +67,25 @@ class Pictures {
 
 class ScenePictures final : public Pictures {
   public:
-    ScenePictures(const Size& size, double noise) : m_size(size), m_noise(noise) {}
+    /// `kept` is the directory to keep the mosaics in, empty for none.
+    ScenePictures(const Size& size, double noise, const std::string& kept)
+        : m_size(size), m_noise(noise), m_kept(kept) {
+        std::error_code error;
+        if (!kept.empty()) std::filesystem::create_directories(kept, error);
+        if (error) throw std::runtime_error(fmt::format("{}: {}", kept, error.message()));
+    }
 
     const CodedPicture& next(std::uint32_t frame) override {
-        m_picture = encodePicture(drawScene(m_size.width, m_size.height, frame, m_noise));
+        const Mosaic mosaic = drawScene(m_size.width, m_size.height, frame, m_noise);
+        if (!m_kept.empty()) writePgm((m_kept / fmt::format("{:06}.pgm", frame)).string(), mosaic);
+        m_picture = encodePicture(mosaic);
         return m_picture;
     }
 
   private:
     Size m_size;
     double m_noise;
+    std::filesystem::path m_kept;
     CodedPicture m_picture;
 };
 
@@ -105,7 +116,7 @@ class FilePictures final : public Pictures {
 
 std::unique_ptr<Pictures> makePictures(const SynthOptions& options) {
     if (options.mosaics.empty())
-        return std::make_unique<ScenePictures>(parseSize(options.size), options.noise);
+        return std::make_unique<ScenePictures>(parseSize(options.size), options.noise, options.keptMosaics);
     return std::make_unique<FilePictures>(options.mosaics);
 }
 
@@ -188,6 +199,11 @@ void addSynth(CLI::App& program, Session& session) {
     command->add_option("--side-car", options->sideCar, "Metadata to put beside the clip")
         ->type_name("KIND")
         ->check(CLI::IsMember(std::vector<std::string>(kSideCarKinds.begin(), kSideCarKinds.end())));
+    command
+        ->add_option("--keep-mosaics", options->keptMosaics,
+                     "Keep the scene's mosaics as PGM files, to compare with what a reader delivers")
+        ->type_name("DIR")
+        ->excludes(from);
     command->footer(fmt::format(
         "Noise {} is a clean sensor (some 5 bits a sample at 4096x2160), {} a noisy one (some 7).\n"
         "Examples:\n"
