@@ -18,17 +18,17 @@ const _kine_curve_param* curveWithId(int id) {
 }
 
 struct WorkedValue {
-    int id;
+    double result;
     Curve curve;
     float input;
-    double result;
+    int id;
 };
 
 TEST(LogCurve, WorkedValues) {
     const WorkedValue values[] = {
-        {20, lin2log, 0.18F, 0.6651},  {20, lin2log, 0.5F, 0.8118}, {20, lin2log, 0.0F, 0.0},
-        {20, log2lin, 0.811847F, 0.5}, {20, log2lin, 0.0F, 0.0626}, {11, log2lin, 0.0F, 0.0598},
-        {26, lin2log, 1.0F, 1.0},      {26, log2lin, 1.0F, 0.9521},
+        {0.6651, lin2log, 0.18F, 20},  {0.8118, lin2log, 0.5F, 20}, {0.0, lin2log, 0.0F, 20},
+        {0.5, log2lin, 0.811847F, 20}, {0.0626, log2lin, 0.0F, 20}, {0.0598, log2lin, 0.0F, 11},
+        {1.0, lin2log, 1.0F, 26},      {0.9521, log2lin, 1.0F, 26},
     };
     for (const WorkedValue& value : values)
         EXPECT_NEAR(value.curve(curveWithId(value.id), value.input), value.result, 0.00005)
