@@ -1,0 +1,194 @@
+// Whole clips: the input is a .krw file, and a host does with it what hosts do. Which frames it reads in what
+// order, and what it applies in between, comes from bytes 2 to 7 of the file, which no reader looks at.
+#include "fuzz/fuzz_support.h"
+#include "host/info_records.h"
+#include "host/media_file.h"
+#include "host/memory.h"
+#include "plugin/entry_points.h"
+#include "plugin/status.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <random>
+
+namespace {
+
+constexpr std::uint32_t kVideo = 1;
+constexpr std::uint32_t kAudio = 0;
+constexpr std::uint32_t kSecondaryFile = 4;
+constexpr std::uint32_t kFileReference = 0x08000000;
+constexpr std::uint32_t kCurrentFrame = 0xFFFFFFFF;
+
+// Bounds of the work for one input, for many inputs a second.
+constexpr int kMostReads = 12;
+constexpr std::uint32_t kLargestPicture = 256 * 1024; // bytes
+
+constexpr std::size_t kChoiceOffset = 2;
+constexpr std::size_t kChoiceSize = 6;
+
+class Choices {
+  public:
+    explicit Choices(std::span<const std::uint8_t> clip) {
+        FuzzInput input(clip.subspan(std::min(clip.size(), kChoiceOffset)));
+        const auto bytes = input.take(kChoiceSize);
+        std::seed_seq seed(bytes.begin(), bytes.end());
+        m_random.seed(seed);
+    }
+    /// 0 to limit - 1.
+    std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(m_random() % limit); }
+
+  private:
+    std::minstd_rand m_random;
+};
+
+struct Destroy {
+    void operator()(CAMediaFile* file) const { xMediaFile(file, CAMediaFile::MFX_DESTROY, nullptr); }
+};
+using Reader = std::unique_ptr<CAMediaFile, Destroy>;
+
+Reader createReader() {
+    MFXCmdV1 command{};
+    // The interface hands the object out as a number.
+    const std::uintptr_t object = xMediaFile(nullptr, CAMediaFile::MFX_CREATE, &command);
+    return Reader(reinterpret_cast<CAMediaFile*>(object)); // NOLINT(performance-no-int-to-ptr)
+}
+
+std::uint32_t open(CAMediaFile& reader, const std::string& path) {
+    return reader.Open(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
+}
+
+/// Whether a probe and an open of the same file agree.
+void compareVerdicts(std::uint32_t probed, std::uint32_t opened, std::uint32_t frames) {
+    if (probed == status::kOk || probed == status::kNoFile)
+        require(opened != status::kBadHeader && opened != status::kNoDanraw,
+                "a header that passes the probe passes the open");
+    else
+        require(opened == probed, "a header that fails the probe fails the open with the same code");
+    if (opened == status::kOk && frames >= 2)
+        require(probed == status::kOk, "a clip of several frames that opens is probed as readable");
+}
+
+/// Asks all that a host asks of an open clip; what the records say must be readable as they say.
+void describe(CAMediaFile& reader) {
+    QMXSYSTEM system{};
+    QMXVIDEO video{};
+    QMXAUDIO audio{};
+    QMXINFO info = makeDefaultInfo();
+    std::uint32_t masks[3] = {};
+    reader.GetFileInfo(0xFFFFFFFF, &system, &video, &audio, &info);
+    reader.GetSysInfo(0xFFFFFFFF, &system, &video, &audio, nullptr);
+    reader.OpenCopyFileInfo();
+    reader.Channels(&masks[0], &masks[1], &masks[2]);
+    reader.m_GetfccCodec();
+    std::size_t length = 0;
+    for (const char* text : info.texts)
+        length += text == nullptr ? 0 : std::strlen(text);
+    require(length < (std::size_t{1} << 30), "texts end");
+    qmxInfoDelete(&info);
+}
+
+/// Reads a frame into a block of exactly the size that the reader asked for, twice over different fillings: a
+/// failure leaves the block alone, a success writes every byte of it.
+void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size) {
+    constexpr std::array<std::uint8_t, 2> kFillings{0x5A, 0xA5};
+    const std::array blocks{ExactBlock(size, kFillings[0]), ExactBlock(size, kFillings[1])};
+    std::array<std::uint32_t, 2> results{};
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        DFRAME dframe{};
+        dframe.picture.buffer = blocks[i].data();
+        dframe.picture.bufferSize = size;
+        results[i] = reader.Read(frame, 1, 1, kVideo, &dframe, nullptr);
+        if (results[i] != status::kOk)
+            require(blocks[i].isAll(kFillings[i]), "a failed read leaves the picture alone");
+        else
+            require(dframe.picture.bytesUsed == size, "a read delivers what the size query said");
+    }
+    require(results[0] == results[1], "reading a frame again gives the same result");
+    if (results[0] == status::kOk)
+        require(std::ranges::equal(blocks[0].bytes(), blocks[1].bytes()),
+                "a read writes the whole picture, and the same one each time");
+}
+
+void readFrame(CAMediaFile& reader, std::uint32_t frame) {
+    const std::uint32_t size = reader.Read(frame, 1, 1, kVideo, nullptr, nullptr);
+    DFRAME dframe{};
+    dframe.recordSize = sizeof dframe;
+    if (reader.Read(frame, 1, 1, kVideo | kFileReference, &dframe, nullptr) == status::kOk)
+        require(dframe.fileName == std::string_view(reader.m_fileName), "a reference names the clip");
+    if (size > 0 && size <= kLargestPicture && frame != kCurrentFrame)
+        return readPicture(reader, frame, size);
+    dframe = {};
+    require(reader.Read(frame, 1, 1, kVideo, &dframe, nullptr) != status::kOk, "no buffer, no picture");
+}
+
+void readFrames(CAMediaFile& reader, Choices& choices) {
+    const std::uint32_t frames = reader.Length();
+    for (std::uint32_t i = 0; i < std::min<std::uint32_t>(frames + 1, kMostReads); ++i) {
+        // Every frame of a short clip, and the one behind the last; strewn over a long one.
+        const std::uint32_t number = frames < kMostReads ? i : choices.below(frames + 1);
+        readFrame(reader, choices.below(8) == 0 ? kCurrentFrame : number);
+    }
+    DFRAME dframe{};
+    dframe.recordSize = sizeof dframe;
+    const std::uint32_t channel = 1U << choices.below(9);
+    reader.Read(choices.below(4), 1, channel, kAudio | kFileReference, &dframe, nullptr);
+    reader.Read(choices.below(4), 1, channel, kAudio, nullptr, nullptr);
+    reader.Read(choices.below(4), 1, channel, kSecondaryFile | kFileReference, &dframe, nullptr);
+}
+
+/// Hands the reader its own descriptions back, some of them changed.
+void applyInfo(CAMediaFile& reader, Choices& choices) {
+    QMXSYSTEM system{};
+    QMXVIDEO video{};
+    QMXAUDIO audio{};
+    QMXINFO info = makeDefaultInfo();
+    reader.GetFileInfo(0xFFFFFFFF, &system, &video, &audio, &info);
+    if (choices.below(2) == 0) video.biHeight = -video.biHeight;
+    if (choices.below(4) == 0) info[InfoNumber::tcFlags] = QMXINFO::kUnset;
+    const std::uint32_t parts = choices.below(16);
+    const auto chosen = [parts](std::uint32_t part, auto& record) {
+        return (parts >> part & 1U) != 0 ? &record : nullptr;
+    };
+    reader.SetFileInfo(choices.below(256), chosen(0, system), chosen(1, video), chosen(2, audio),
+                       chosen(3, info));
+    reader.SetSysInfo(1, nullptr, chosen(1, video), nullptr, nullptr);
+    qmxInfoDelete(&info);
+}
+
+void useClip(const std::string& path, std::span<const std::uint8_t> clip) {
+    Choices choices(clip);
+    const std::uint32_t probed = xCheckVersionAndFile(path.c_str(), 0, nullptr);
+    const Reader reader = createReader();
+    require(reader != nullptr, "a reader can be had");
+    const std::uint32_t opened = open(*reader, path);
+    compareVerdicts(probed, opened, reader->Length());
+    describe(*reader);
+    // A host that overlooks a failed open goes on all the same.
+    readFrames(*reader, choices);
+    applyInfo(*reader, choices);
+    readFrames(*reader, choices);
+    describe(*reader);
+    if (choices.below(2) == 0) reader->Close();
+    if (choices.below(2) == 0) return;
+    // A second open finds what the first one left behind.
+    const std::uint32_t reopened = open(*reader, path);
+    if (opened == status::kOk && choices.below(2) == 0)
+        require(reopened != status::kNoFile, "a clip opens again");
+    readFrames(*reader, choices);
+    reader->Close();
+    readFrames(*reader, choices);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    beQuiet();
+    static const MemoryFile file;
+    file.assign({data, size});
+    const int descriptor = file.nextDescriptor();
+    useClip(file.path(), {data, size});
+    require(file.nextDescriptor() == descriptor, "no file stays open");
+    static_cast<void>(takeLog());
+    return 0;
+}

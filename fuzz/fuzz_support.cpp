@@ -1,0 +1,85 @@
+#include "fuzz/fuzz_support.h"
+
+#include "host/error_output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+std::string collectedLog;
+
+void collect(void* /*context*/, std::uint32_t /*status*/, const char* line) {
+    collectedLog += line;
+}
+
+} // namespace
+
+void require(bool holds, const char* property) {
+    if (holds) return;
+    std::fprintf(stderr, "property violated: %s\n", property);
+    std::abort();
+}
+
+void beQuiet() {
+    static const bool done = [] {
+        pvSetLogSink(collect, nullptr);
+        return std::freopen("/dev/null", "w", stdout) != nullptr;
+    }();
+    require(done, "standard output can be silenced");
+}
+
+std::string takeLog() {
+    return std::exchange(collectedLog, {});
+}
+
+ExactBlock::ExactBlock(std::span<const std::uint8_t> bytes)
+    : m_size(bytes.size()), m_bytes(new std::uint8_t[bytes.size()]) {
+    std::ranges::copy(bytes, m_bytes.get());
+}
+
+ExactBlock::ExactBlock(std::size_t size, std::uint8_t fill) : m_size(size), m_bytes(new std::uint8_t[size]) {
+    std::ranges::fill(bytes(), fill);
+}
+
+bool ExactBlock::isAll(std::uint8_t fill) const {
+    return std::ranges::all_of(bytes(), [fill](std::uint8_t byte) { return byte == fill; });
+}
+
+std::span<const std::uint8_t> FuzzInput::take(std::size_t size) {
+    const auto taken = m_rest.first(std::min(size, m_rest.size()));
+    m_rest = m_rest.subspan(taken.size());
+    return taken;
+}
+
+std::uint32_t FuzzInput::number(std::size_t size) {
+    std::uint32_t result = 0;
+    unsigned shift = 0;
+    for (const std::uint8_t byte : take(size)) {
+        result |= std::uint32_t{byte} << shift;
+        shift += 8;
+    }
+    return result;
+}
+
+MemoryFile::MemoryFile()
+    : m_descriptor(memfd_create("fuzz", MFD_CLOEXEC)),
+      m_path("/proc/self/fd/" + std::to_string(m_descriptor)) {
+    require(m_descriptor >= 0, "a file in memory can be had");
+}
+
+void MemoryFile::assign(std::span<const std::uint8_t> bytes) const {
+    const bool written = ftruncate(m_descriptor, 0) == 0 && pwrite(m_descriptor, bytes.data(), bytes.size(),
+                                                                   0) == static_cast<ssize_t>(bytes.size());
+    require(written, "the file in memory can be written");
+}
+
+int MemoryFile::nextDescriptor() const {
+    const int next = dup(m_descriptor);
+    close(next);
+    return next;
+}
