@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# The Debian package installs into a scratch root, its command reads a clip there, and nothing is left behind
+# when it is removed. Argument: build directory. Exit status 77: this machine cannot install packages.
+set -euo pipefail
+
+build=$1
+command -v dpkg-deb >/dev/null && command -v dpkg-shlibdeps >/dev/null || { echo "no dpkg"; exit 77; }
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v fakeroot >/dev/null || { echo "neither root nor fakeroot"; exit 77; }
+    as_root=(fakeroot)
+fi
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cpack --config "$build/CPackConfig.cmake" -B "$work/package" >"$work/cpack.log" 2>&1 ||
+    { cat "$work/cpack.log"; exit 1; }
+package=$(find "$work/package" -maxdepth 1 -name 'krw_*.deb')
+dpkg-deb --field "$package" Package Version Architecture Depends
+
+root=$work/root
+mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates"
+touch "$root/var/lib/dpkg/status"
+in_root() {
+    "${as_root[@]}" dpkg --root="$root" --log=/dev/null --force-not-root --force-depends "$@" 2>"$work/dpkg.log" ||
+        { cat "$work/dpkg.log"; return 1; }
+}
+in_root --install "$package"
+env -u KRW_PLUGIN -u LD_LIBRARY_PATH "$root/usr/bin/krw" synth "$work/clip.krw" --size 64x48 --frames 2
+env -u KRW_PLUGIN -u LD_LIBRARY_PATH "$root/usr/bin/krw" verify "$work/clip.krw"
+
+in_root --purge krw
+left=$(find "$root" -path "$root/var/lib/dpkg" -prune -o \( -type f -o -type l \) -print)
+[ -z "$left" ] || { echo "left behind: $left"; exit 1; }
+left=$(find "$root/usr" -name '*krw*' 2>/dev/null || true)
+[ -z "$left" ] || { echo "left behind: $left"; exit 1; }
