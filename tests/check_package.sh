@@ -4,7 +4,10 @@
 set -euo pipefail
 
 build=$1
-command -v dpkg-deb >/dev/null && command -v dpkg-shlibdeps >/dev/null || { echo "no dpkg"; exit 77; }
+if ! command -v dpkg-deb dpkg-shlibdeps file >/dev/null; then
+    echo "dpkg-deb, dpkg-shlibdeps or file is missing"
+    exit 77
+fi
 as_root=()
 if [ "$(id -u)" -ne 0 ]; then
     command -v fakeroot >/dev/null || { echo "neither root nor fakeroot"; exit 77; }
@@ -19,10 +22,14 @@ package=$(find "$work/package" -maxdepth 1 -name 'krw_*.deb')
 dpkg-deb --field "$package" Package Version Architecture Depends
 
 root=$work/root
-mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates"
+mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$work/bin"
 touch "$root/var/lib/dpkg/status"
+# The package's scripts run outside the scratch root, which has no shell; the library cache that they refresh
+# is this machine's and not the package's here.
+ln -s "$(command -v true)" "$work/bin/ldconfig"
 in_root() {
-    "${as_root[@]}" dpkg --root="$root" --log=/dev/null --force-not-root --force-depends "$@" 2>"$work/dpkg.log" ||
+    PATH=$work/bin:$PATH "${as_root[@]}" dpkg --root="$root" --log=/dev/null --force-not-root \
+        --force-depends --force-script-chrootless "$@" >"$work/dpkg.log" 2>&1 ||
         { cat "$work/dpkg.log"; return 1; }
 }
 in_root --install "$package"
