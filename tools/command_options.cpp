@@ -15,3 +15,17 @@ void addJobsOption(CLI::App& command, unsigned& jobs) {
         ->type_name("N")
         ->capture_default_str();
 }
+
+void addDevelopOptions(CLI::App& command, DevelopOptions& options) {
+    command.add_option("--curve", options.curve, "Display curve of developed pictures")
+        ->check(CLI::IsMember(displayCurves()))
+        ->capture_default_str();
+    command.add_option("--balance", options.balance, "Gains of developed pictures: the clip's, or made grey")
+        ->check(CLI::IsMember(balances()))
+        ->capture_default_str();
+}
+
+void addPictureOutput(CLI::App& command, std::string& path, bool& overwrite) {
+    command.add_option("-o,--output", path, "PNG file to write")->type_name("OUT.png")->required();
+    command.add_flag("--overwrite", overwrite, "Replace the file when it is there");
+}

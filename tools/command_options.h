@@ -1,6 +1,8 @@
 // Options that several subcommands share, with one wording.
 #pragma once
 
+#include "tools/develop.h"
+
 #include <string>
 
 namespace CLI {
@@ -10,3 +12,6 @@ class App;
 void addClipArgument(CLI::App& command, std::string& path);
 void addFramesOption(CLI::App& command, std::string& range);
 void addJobsOption(CLI::App& command, unsigned& jobs);
+void addDevelopOptions(CLI::App& command, DevelopOptions& options);
+/// The one picture that a command writes, and whether it may replace a file.
+void addPictureOutput(CLI::App& command, std::string& path, bool& overwrite);

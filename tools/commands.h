@@ -32,4 +32,9 @@ void addProbe(CLI::App& program, Session& session);
 void addInfo(CLI::App& program, Session& session);
 void addVerify(CLI::App& program, Session& session);
 void addExport(CLI::App& program, Session& session);
+void addSheet(CLI::App& program, Session& session);
+void addFrame(CLI::App& program, Session& session);
 void addSynth(CLI::App& program, Session& session);
+
+// Printers of what is generated from the program's definition.
+void addGenerators(CLI::App& program);

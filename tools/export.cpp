@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <fmt/format.h>
+#include <optional>
 
 namespace {
 
@@ -23,6 +24,7 @@ struct ExportOptions {
     bool resume = false;
     bool overwrite = false;
     bool strict = false;
+    DevelopOptions develop;
     std::string names = "number";
 };
 
@@ -74,12 +76,18 @@ void makeDirectory(const std::string& directory) {
     if (error) throw std::runtime_error(fmt::format("{}: {}", directory, error.message()));
 }
 
+/// What developed pictures need, and nothing else does.
+std::optional<Developer> developerFor(const ExportOptions& options, Clip& clip) {
+    if (exportFormats().at(options.format) != ExportFormat::png) return std::nullopt;
+    return makeDeveloper(clip, options.develop);
+}
+
 void exportFrames(const ExportOptions& options, Session& session) {
     Clip clip(session.plugin(), options.clip);
     const FrameRange range = frameRange(options.frames, clip.frames(), options.clip);
     makeDirectory(options.directory);
-    const ExportFiles files(clip, options.directory, exportFormats().at(options.format),
-                            nameStyles().at(options.names));
+    const ExportFiles files(clip, options.directory, options.format, nameStyles().at(options.names),
+                            developerFor(options, clip));
     if (!options.resume && !options.overwrite) refuseToOverwrite(files, range);
 
     Tally tally;
@@ -134,6 +142,7 @@ void addExport(CLI::App& program, Session& session) {
         command->add_flag("--resume", options->resume, "Skip frames whose file is there and whole");
     command->add_flag("--overwrite", options->overwrite, "Replace files that are there")->excludes(resume);
     command->add_flag("--strict", options->strict, "Stop at the first frame that is not in order");
+    addDevelopOptions(*command, options->develop);
     command->footer(
         "Damaged frames (a colour plane breaks off) are written as far as they go, unless --strict\n"
         "is given; unreadable ones are named and left out. Both make the exit status 1.\n"

@@ -6,8 +6,12 @@
 #include "tools/commands.h"
 #include "tools/console.h"
 #include "tools/frame_range.h"
+#include "tools/histogram.h"
+#include "tools/picture_output.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
+#include <fmt/format.h>
 #include <optional>
 #include <set>
 
@@ -16,6 +20,8 @@ namespace {
 struct InfoOptions {
     std::string clip;
     std::string frames;
+    std::string histogram;
+    bool overwrite = false;
     bool json = false;
 };
 
@@ -48,7 +54,26 @@ std::optional<BareClip> withoutSideCars(const Plugin& plugin, const std::string&
     }
 }
 
+/// Of the middle frame of the range, or the first readable one after it.
+void writeHistogram(const InfoOptions& options, Clip& clip) {
+    const FrameRange range = frameRange(options.frames, clip.frames(), options.clip);
+    const std::uint32_t end = range.first + range.count;
+    Picture picture = clip.makePicture();
+    for (std::uint32_t frame = range.first + range.count / 2; frame < end; ++frame) {
+        if (clip.read(frame, picture).state == FrameReading::State::unreadable) continue;
+        const ClipInformation& information = clip.information();
+        const std::string title =
+            fmt::format("{}  frame {}  {}", std::filesystem::path(clip.path()).filename().string(), frame,
+                        clip.timecode(frame));
+        return writePicture(options.histogram,
+                            drawHistograms(picture.view(), information.number(InfoNumber::rawBlackCodeValue),
+                                           information.number(InfoNumber::rawWhiteCodeValue), title));
+    }
+    throw std::runtime_error(fmt::format("{}: no readable frame to draw a histogram of", options.clip));
+}
+
 void info(const InfoOptions& options, Session& session) {
+    if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
     const Plugin& plugin = session.plugin();
     Clip clip(plugin, options.clip);
     const std::optional<BareClip> bare = withoutSideCars(plugin, options.clip);
@@ -58,6 +83,7 @@ void info(const InfoOptions& options, Session& session) {
     console::print(options.json ? reportJson(report) : reportText(report));
     for (const TriedFrame& tried : report.tried)
         if (tried.reading.state != FrameReading::State::ok) session.exitStatus = 1;
+    if (!options.histogram.empty()) writeHistogram(options, clip);
 }
 
 } // namespace
@@ -71,8 +97,15 @@ void addInfo(CLI::App& program, Session& session) {
     command
         ->add_option("--frames", options->frames, "Frames to read for a check; default: first, middle, last")
         ->type_name("RANGE");
+    CLI::Option* const histogram =
+        command
+            ->add_option("--histogram", options->histogram, "Draw the histograms of the four colour planes")
+            ->type_name("OUT.png");
+    command->add_flag("--overwrite", options->overwrite, "Replace the picture when it is there")
+        ->needs(histogram);
     command->footer("Examples:\n"
                     "  krw info A001C003.krw\n"
-                    "  krw info --json A001C003.krw | jq -r .video.timecode.first.text");
+                    "  krw info --json A001C003.krw | jq -r .video.timecode.first.text\n"
+                    "  krw info A001C003.krw --histogram levels.png --frames 100");
     command->callback([options, &session] { info(*options, session); });
 }

@@ -31,7 +31,10 @@ void describe(CLI::App& program, Session& session) {
     addInfo(program, session);
     addVerify(program, session);
     addExport(program, session);
+    addSheet(program, session);
+    addFrame(program, session);
     addSynth(program, session);
+    addGenerators(program);
 }
 
 /// Help and version are results; anything else the parser says is one line of complaint.
