@@ -1,0 +1,22 @@
+// The benchmarks by subject. Each registers itself with Google Benchmark under "subject/name"; what it works
+// on must outlive the run.
+#pragma once
+
+#include "bench/images.h"
+
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+using BenchImages = std::vector<std::unique_ptr<BenchImage>>;
+
+/// Decoders on one image: this one, plane after plane, the peers, and what surrounds them. Throws
+/// std::runtime_error when a decoder does not give the image back bit for bit.
+void registerDecoders(const BenchImage& image);
+/// The picture decoder alone on a drawn scene of another size.
+void registerSize(const BenchImage& image);
+/// Frames of a clip of this image, read through the reader object from the page cache. The clip goes into
+/// `directory`.
+void registerFrameReads(const BenchImage& image, const std::filesystem::path& directory);
+/// Frame tables of a clip of 100,000 records, and opening and probing, in `directory`.
+void registerClips(const std::filesystem::path& directory);

@@ -1,0 +1,76 @@
+// krw_bench [Google Benchmark's options] [MOSAIC.pgm...]: times what playing a clip costs, on drawn scenes
+// and on the mosaics given (16-bit binary PGM, "grbg").
+#include "bench/benchmarks.h"
+#include "host/error_output.h"
+#include "tools/pgm.h"
+#include "tools/scene.h"
+
+#include <benchmark/benchmark.h>
+#include <cstdio>
+#include <exception>
+#include <span>
+
+namespace {
+
+constexpr std::uint32_t kWidth = 4096;
+constexpr std::uint32_t kHeight = 2160;
+constexpr std::uint32_t kOtherSizes[][2] = {
+    {512, 288}, {1024, 576}, {2048, 1152}, {4096, 2160}, {8192, 4320}};
+
+/// Removed with what the run put into it.
+class WorkDirectory final {
+  public:
+    WorkDirectory() {
+        std::string name = (std::filesystem::temp_directory_path() / "krw-bench-XXXXXX").string();
+        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+        m_path = name;
+    }
+    WorkDirectory(const WorkDirectory&) = delete;
+    WorkDirectory& operator=(const WorkDirectory&) = delete;
+    ~WorkDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
+
+  private:
+    std::filesystem::path m_path;
+};
+
+void run(std::span<char* const> mosaics) {
+    const WorkDirectory directory;
+    BenchImages images;
+    images.push_back(std::make_unique<BenchImage>("clean", drawScene(kWidth, kHeight, 0, kCleanNoise)));
+    images.push_back(std::make_unique<BenchImage>("noisy", drawScene(kWidth, kHeight, 0, kNoisyNoise)));
+    for (const char* const path : mosaics)
+        images.push_back(
+            std::make_unique<BenchImage>(std::filesystem::path(path).stem().string(), readPgm(path)));
+    for (const auto& image : images) {
+        registerDecoders(*image);
+        registerFrameReads(*image, directory.path());
+    }
+
+    BenchImages sizes;
+    for (const auto& [width, height] : kOtherSizes) {
+        sizes.push_back(std::make_unique<BenchImage>(std::to_string(width) + "x" + std::to_string(height),
+                                                     drawScene(width, height, 0, kCleanNoise)));
+        registerSize(*sizes.back());
+    }
+    registerClips(directory.path());
+    benchmark::RunSpecifiedBenchmarks();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    // Opening a clip says so in the log, thousands of times here.
+    pvSetLogSink([](void*, std::uint32_t, const char*) {}, nullptr);
+    try {
+        run(std::span(argv, static_cast<std::size_t>(argc)).subspan(1));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "krw_bench: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
