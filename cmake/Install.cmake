@@ -25,6 +25,9 @@ endforeach()
 install(TARGETS krw RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(TARGETS mediahost EXPORT krwTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 install(TARGETS pvx_krw EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_PLUGINDIR}")
+install(FILES "${CMAKE_BINARY_DIR}/generated/krw.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES "${CMAKE_BINARY_DIR}/generated/krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+install(FILES "${CMAKE_BINARY_DIR}/generated/_krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
 install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # The public headers include one another by these directories.
