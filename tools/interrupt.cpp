@@ -17,7 +17,7 @@ void notice(int signal) {
 void listen() {
     struct sigaction action {};
     action.sa_handler = notice;
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    action.sa_flags = SA_RESTART;
     for (const int signal : {SIGINT, SIGTERM, SIGHUP})
         sigaction(signal, &action, nullptr);
     std::signal(SIGPIPE,
