@@ -98,18 +98,17 @@ void exportFrames(const ExportOptions& options, Session& session) {
         outcome.skipped = options.resume && files.isWhole(path);
         if (outcome.skipped) return outcome;
         outcome.reading = own.read(frame, picture);
-        const FrameReading::State state = outcome.reading.state;
-        const bool wanted =
-            state == FrameReading::State::ok || (state == FrameReading::State::damaged && !options.strict);
-        if (wanted) writeWhole(path, files.encode(picture.view(), frame));
+        const bool ok = outcome.reading.state == FrameReading::State::ok;
+        outcome.isLast = options.strict && !ok;
+        if (outcome.reading.state != FrameReading::State::unreadable && !outcome.isLast)
+            writeWhole(path, files.encode(picture.view(), frame));
         return outcome;
     };
     const auto take = [&](std::uint32_t frame, const FrameOutcome& outcome) {
         count(tally, outcome);
         progress.frameDone();
-        if (outcome.reading.state == FrameReading::State::ok) return true;
-        console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, outcome.reading.reason));
-        return !options.strict;
+        if (outcome.reading.state != FrameReading::State::ok)
+            console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, outcome.reading.reason));
     };
     forEachFrame(session.plugin(), clip, range, options.jobs, work, take);
     progress.clear();

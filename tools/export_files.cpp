@@ -68,5 +68,5 @@ bool ExportFiles::isWhole(const std::string& path) const {
     }
     std::error_code error;
     const std::uintmax_t size = fs::file_size(path, error);
-    return !error && size > m_clip.frameBytes();
+    return !error && size == pgmSize(m_clip.width(), m_clip.height());
 }

@@ -34,6 +34,7 @@ class FrameQueue final {
     void deliver(std::uint32_t frame, FrameOutcome outcome) {
         {
             const std::scoped_lock lock(m_mutex);
+            if (outcome.isLast) m_stopped = true;
             m_outcomes.emplace(frame, std::move(outcome));
         }
         m_changed.notify_one();
@@ -120,6 +121,8 @@ void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, uns
     workers.start(plugin, clip, std::clamp(wanted, 1U, range.count), work);
     for (std::uint32_t index = 0; index < range.count; ++index) {
         const std::uint32_t frame = range.first + index;
-        if (!take(frame, queue.take(frame))) return;
+        const FrameOutcome outcome = queue.take(frame);
+        take(frame, outcome);
+        if (outcome.isLast) return;
     }
 }

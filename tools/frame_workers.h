@@ -14,13 +14,14 @@ struct FrameOutcome {
     FrameReading reading;
     std::uint64_t hash = 0; // of the mosaic, where the work makes one
     bool skipped = false;   // there was nothing to do, and nothing was read
+    bool isLast = false;    // no frame after this one is begun
 };
 
 /// Done for each frame on a worker's thread, with that worker's clip and picture.
 using FrameWork = std::function<FrameOutcome(Clip& clip, Picture& picture, std::uint32_t frame)>;
 
-/// Told each outcome on the calling thread, in frame order; false ends the whole.
-using OutcomeTaker = std::function<bool(std::uint32_t frame, const FrameOutcome& outcome)>;
+/// Told each outcome on the calling thread, in frame order, up to one that is the last.
+using OutcomeTaker = std::function<void(std::uint32_t frame, const FrameOutcome& outcome)>;
 
 /// Goes through `range` with up to `jobs` workers (0: one per processor), of which the calling program's
 /// `clip` is the first one's. Rethrows what work or taker throw, and throws Interrupted when a signal asks to

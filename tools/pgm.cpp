@@ -53,6 +53,10 @@ std::uint32_t readNumber(std::istream& input) {
     return static_cast<std::uint32_t>(number);
 }
 
+std::string headerText(std::uint32_t width, std::uint32_t height) {
+    return fmt::format("P5\n{} {}\n{}\n", width, height, kMaxval);
+}
+
 Mosaic readMosaic(const std::string& path) {
     std::ifstream input = openInput(path);
     if (input.get() != 'P' || input.get() != '5') throw std::runtime_error("not a binary PGM file (P5)");
@@ -91,7 +95,7 @@ Mosaic readPgm(const std::string& path) {
 }
 
 std::vector<std::uint8_t> encodePgm(const MosaicView& mosaic) {
-    const std::string header = fmt::format("P5\n{} {}\n{}\n", mosaic.width, mosaic.height, kMaxval);
+    const std::string header = headerText(mosaic.width, mosaic.height);
     std::vector<std::uint8_t> bytes(header.size() + mosaic.samples.size_bytes());
     std::uint8_t* next = std::copy(header.begin(), header.end(), bytes.data());
     for (const std::uint16_t sample : mosaic.samples) {
@@ -99,6 +103,10 @@ std::vector<std::uint8_t> encodePgm(const MosaicView& mosaic) {
         *next++ = static_cast<std::uint8_t>(sample);
     }
     return bytes;
+}
+
+std::uint64_t pgmSize(std::uint32_t width, std::uint32_t height) {
+    return headerText(width, height).size() + std::uint64_t{width} * height * sizeof(std::uint16_t);
 }
 
 void writePgm(const std::string& path, const MosaicView& mosaic) {

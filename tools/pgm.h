@@ -15,6 +15,9 @@
 /// The bytes of a file with 16-bit samples, most significant byte first, and a maxval of 65535.
 [[nodiscard]] std::vector<std::uint8_t> encodePgm(const MosaicView& mosaic);
 
+/// The size of that file.
+[[nodiscard]] std::uint64_t pgmSize(std::uint32_t width, std::uint32_t height);
+
 /// Writes those bytes. The file appears under its
 /// name only when it is whole. Throws std::runtime_error with a message of the form "PATH: reason".
 void writePgm(const std::string& path, const MosaicView& mosaic);

@@ -90,7 +90,6 @@ void verify(const VerifyOptions& options, Session& session) {
             console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, difference));
         }
         progress.frameDone();
-        return true;
     };
     forEachFrame(session.plugin(), clip, range, options.jobs, work, take);
     progress.clear();

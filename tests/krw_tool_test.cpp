@@ -1,0 +1,343 @@
+// The command `krw` as its users meet it: the built program is run, and what it prints, writes and returns is
+// looked at. Files are checked with programs that no one here wrote, where they are installed.
+
+#include "host/timecode.h"
+#include "support/clip_builder.h"
+#include "support/temp_dir.h"
+#include "tools/pgm.h"
+#include "tools/timecode_text.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <png.h>
+#include <set>
+#include <sys/wait.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+std::string contents(const fs::path& path) {
+    std::ifstream input(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(input), {}};
+}
+
+/// Every file of a directory by name.
+std::map<std::string, std::string> directory(const fs::path& path) {
+    std::map<std::string, std::string> files;
+    if (!fs::is_directory(path)) return files;
+    for (const fs::directory_entry& entry : fs::directory_iterator(path))
+        if (entry.is_regular_file()) files.emplace(entry.path().filename().string(), contents(entry.path()));
+    return files;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> split;
+    std::istringstream input(text);
+    for (std::string line; std::getline(input, line);)
+        split.push_back(line);
+    return split;
+}
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+class KrwTool : public testing::Test {
+  protected:
+    /// Runs a shell command in the test's directory.
+    [[nodiscard]] Outcome shell(const std::string& command) const {
+        const std::string line =
+            "cd '" + m_dir.root().string() + "' && { " + command + "; } > .out 2> .err < /dev/null";
+        const int result = std::system(line.c_str());
+        return {WIFEXITED(result) ? WEXITSTATUS(result) : -1, contents(m_dir.path(".out")),
+                contents(m_dir.path(".err"))};
+    }
+    [[nodiscard]] Outcome krw(const std::string& arguments) const {
+        return shell(KRW_PROGRAM " " + arguments);
+    }
+
+    [[nodiscard]] bool isInstalled(const std::string& program) const {
+        return shell("command -v " + program).status == 0;
+    }
+
+    void write(const std::string& name, const TestClip& clip) const { (void)m_dir.write(name, clip.bytes); }
+
+    /// Five frames: 1 with a plane that breaks off, 3 with a record that is none.
+    void writeSpoiltClip(const std::string& name) const {
+        TestClip clip = makeClip(5, 64, 32);
+        clip.setCodeTable(1, 2, CodeTable{});
+        clip.setDanraw<std::uint32_t>(3, krwfile::danraw::kSignatureOffset, 0);
+        write(name, clip);
+    }
+
+    TempDir m_dir;
+};
+
+struct BadInput {
+    const char* name;
+    const char* arguments;
+    int status;
+    const char* words; // what the one line on standard error says
+};
+
+class KrwBadInput : public KrwTool, public testing::WithParamInterface<BadInput> {};
+
+TEST_P(KrwBadInput, SaysWhyInOneLineAndLeavesNothing) {
+    const BadInput& bad = GetParam();
+    const TestClip good = makeClip(3, 64, 32);
+    write("good.krw", good);
+    fs::create_directory(m_dir.path("directory.krw"));
+    (void)m_dir.write("empty.krw", {});
+    (void)m_dir.write("short.krw", std::span(good.bytes).first(1951));
+    (void)m_dir.write("text.krw", std::vector<std::uint8_t>(4000, 'x'));
+    TestClip spoilt = good;
+    spoilt.setDanraw<std::uint32_t>(0, krwfile::danraw::kSignatureOffset, 0);
+    write("nosignature.krw", spoilt);
+    const auto before = directory(m_dir.root());
+
+    const Outcome run = krw(bad.arguments);
+    EXPECT_EQ(run.status, bad.status);
+    EXPECT_EQ(run.out, "");
+    const std::vector<std::string> complaints = lines(run.err);
+    ASSERT_EQ(complaints.size(), 1U) << run.err;
+    EXPECT_THAT(complaints[0], StartsWith("krw: "));
+    EXPECT_THAT(complaints[0], HasSubstr(bad.words));
+    auto after = directory(m_dir.root());
+    for (const char* own : {".out", ".err"})
+        after.erase(own);
+    EXPECT_TRUE(after == before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, KrwBadInput,
+    testing::Values(
+        BadInput{"Missing", "info none.krw", 1, "none.krw: No such file"},
+        BadInput{"Directory", "verify directory.krw", 1, "directory.krw: is a directory"},
+        BadInput{"Empty", "probe empty.krw", 1, "empty.krw: is empty"},
+        BadInput{"Short", "info short.krw", 1, "short.krw: too short"},
+        BadInput{"NotAClip", "export text.krw -o directory.krw --format pgm", 1, "text.krw: not a KRW clip"},
+        BadInput{"NotAClipProbed", "probe text.krw", 1, "text.krw: not a KRW clip"},
+        BadInput{"NoSignature", "sheet nosignature.krw -o s.png", 1,
+                 "nosignature.krw: the first frame header"},
+        BadInput{"BeyondTheClip", "verify good.krw --frames 1-3", 2, "good.krw: frames 1-3 are outside"},
+        BadInput{"BackwardsRange", "verify good.krw --frames 2-1", 2, "good.krw: \"2-1\" is no frame range"},
+        BadInput{"NoSuchFrame", "frame good.krw 3 -o f.png", 2, "good.krw: frames 3 are outside"},
+        BadInput{"OutputUnderAFile", "export good.krw -o empty.krw/d --format dng", 1,
+                 "empty.krw/d: Not a dir"},
+        BadInput{"PictureUnderAFile", "frame good.krw 0 -o empty.krw/f.png", 1, "empty.krw/f.png: Not a dir"},
+        BadInput{"PictureInTheWay", "sheet good.krw -o text.krw", 1, "text.krw: exists already"},
+        BadInput{"UnknownFormat", "export good.krw -o . --format jpg", 2, "--format: jpg not in"},
+        BadInput{"NoList", "verify good.krw -q --against text.krw", 1, "text.krw: line 1 is no line"},
+        BadInput{"NotAPlugin", "--plugin text.krw info good.krw", 1, "text.krw: cannot be loaded"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(KrwTool, ReportsAResultThatCannotBeWritten) {
+    write("good.krw", makeClip(3, 64, 32));
+    const Outcome run = krw("verify -q good.krw > /dev/full");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr("standard output"));
+}
+
+TEST_F(KrwTool, ExportsWhatWentIntoAClip) {
+    ASSERT_EQ(krw("-q synth scene.krw --size 64x32 --frames 4 --keep-mosaics kept").status, 0);
+    ASSERT_EQ(krw("-q export scene.krw -o out --format pgm --frames 1- --jobs 2").status, 0);
+    const auto kept = directory(m_dir.path("kept"));
+    const auto out = directory(m_dir.path("out"));
+    ASSERT_EQ(kept.size(), 4U);
+    ASSERT_EQ(out.size(), 3U);
+    auto original = std::next(kept.begin());
+    for (const auto& [name, bytes] : out)
+        EXPECT_EQ(bytes, (original++)->second) << name;
+    EXPECT_TRUE(out.contains("scene_000001.pgm"));
+
+    ASSERT_EQ(krw("-q export scene.krw -o tc --format pgm --names timecode --frames 3").status, 0);
+    EXPECT_EQ(directory(m_dir.path("tc")).at("scene_01-00-00-03.pgm"), out.at("scene_000003.pgm"));
+}
+
+TEST_F(KrwTool, NamesDamagedFramesAndDeliversTheOthers) {
+    writeSpoiltClip("spoilt.krw");
+    const Outcome verified = krw("verify spoilt.krw");
+    EXPECT_EQ(verified.status, 1);
+    std::vector<std::string> statuses;
+    for (const std::string& line : lines(verified.out))
+        statuses.push_back(line.substr(line.rfind(' ') + 1));
+    EXPECT_THAT(statuses, ElementsAre("ok", "damaged", "ok", "unreadable", "ok"));
+    EXPECT_THAT(verified.err, HasSubstr("frame 1: a colour plane breaks off with 512 of 512 samples left"));
+    EXPECT_THAT(verified.err, HasSubstr("frame 3: its record carries no frame header"));
+    EXPECT_THAT(verified.err, HasSubstr("3 ok, 1 damaged, 1 unreadable"));
+
+    for (const char* format : {"dng", "tiff", "pgm", "png"}) {
+        const std::string out = std::string("out-") + format;
+        const Outcome exported = krw("export spoilt.krw --format " + (std::string(format) + " -o " + out));
+        EXPECT_EQ(exported.status, 1) << format;
+        EXPECT_EQ(directory(m_dir.path(out)).size(), 4U) << format;
+        EXPECT_THAT(exported.err, HasSubstr("3 exported, 1 damaged, 1 unreadable"));
+    }
+    EXPECT_EQ(krw("export spoilt.krw --strict --format pgm -o strict").status, 1);
+    EXPECT_EQ(directory(m_dir.path("strict")).size(), 1U);
+
+    const Outcome told = krw("info spoilt.krw --frames 0-3");
+    EXPECT_EQ(told.status, 1);
+    EXPECT_THAT(told.out, HasSubstr("frame 1 damaged"));
+    EXPECT_THAT(told.out, HasSubstr("frame 3 unreadable"));
+    EXPECT_EQ(krw("sheet spoilt.krw -o sheet.png").status, 1);
+    EXPECT_TRUE(fs::exists(m_dir.path("sheet.png")));
+}
+
+TEST_F(KrwTool, ListsTheSameForAnyNumberOfJobsAndComparesLists) {
+    TestClip clip = makeClip(13, 64, 32);
+    write("clip.krw", clip);
+    const Outcome one = krw("verify -q clip.krw > list; cat list");
+    EXPECT_EQ(lines(one.out).size(), 13U);
+    EXPECT_EQ(krw("verify -q clip.krw --jobs 2").out, one.out);
+    EXPECT_EQ(krw("verify -q clip.krw --jobs 8").out, one.out);
+    EXPECT_EQ(krw("verify -q clip.krw --against list").status, 0);
+
+    clip.planeData(7, 0)[0] ^= 0x80;
+    write("other.krw", clip);
+    const Outcome other = krw("verify -q other.krw --jobs 2 --against list");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_THAT(other.err, HasSubstr("frame 7: "));
+    write("fewer.krw", makeClip(12, 64, 32));
+    EXPECT_THAT(krw("verify -q fewer.krw --against list").err,
+                HasSubstr("has 12 frames, the list has 1 more"));
+}
+
+TEST_F(KrwTool, ResumesAnExportToTheSameFiles) {
+    write("clip.krw", makeClip(6, 64, 32));
+    for (const std::string format : {"dng", "tiff", "pgm", "png"}) {
+        const std::string export_ = "export -q clip.krw --format " + format;
+        ASSERT_EQ(krw(export_ + " -o whole-" + format).status, 0);
+        ASSERT_EQ(krw(export_ + " -o part-" + format + " --frames 0-3").status, 0);
+        const fs::path part = m_dir.path("part-" + format);
+        const fs::path cut = part / ("clip_000002." + format);
+        fs::resize_file(cut, fs::file_size(cut) - 1);
+        EXPECT_EQ(krw(export_ + " -o part-" + format).status, 1) << "files are in the way";
+        ASSERT_EQ(krw(export_ + " -o part-" + format + " --resume --jobs 2").status, 0);
+        EXPECT_TRUE(directory(part) == directory(m_dir.path("whole-" + format))) << format;
+    }
+}
+
+TEST_F(KrwTool, TellsWhereItemsComeFrom) {
+    ASSERT_EQ(krw("-q synth scene.krw --size 64x32 --frames 3 --no-trailer --side-car sony").status, 0);
+    const Outcome run = krw("info --json scene.krw");
+    ASSERT_EQ(run.status, 0);
+    const auto document =
+        nlohmann::json::parse(run.out); // a rebuilt frame table must not announce itself here
+    EXPECT_EQ(document["schema"], "krw-info-1");
+    EXPECT_EQ(document["video"]["frames"], 3);
+    std::map<std::string, std::string> sources;
+    for (const auto& item : document["items"])
+        sources.emplace(item["name"], item["source"]);
+    EXPECT_EQ(sources.at("manufacturer"), "side-car");
+    EXPECT_EQ(sources.at("isoSensitivity"), "side-car");
+    EXPECT_EQ(sources.at("text68"), "header");
+    EXPECT_EQ(sources.at("rGain"), "reader");
+    EXPECT_THAT(document["deviceMetadata"]["text"], StartsWith("<PVDeviceMetadata>"));
+    EXPECT_EQ(nlohmann::json::parse(krw("probe --json scene.krw .out").out)["files"][1]["readable"], false);
+}
+
+TEST_F(KrwTool, WritesDropFrameTimecodesAsTheCameraCountsThem) {
+    TestClip clip = makeClip(3, 64, 32);
+    clip.setFramesPerSecond(0, 29.97F);
+    // 01:00:59;28 drop-frame: frames with the flag, seconds, minutes, hours.
+    clip.setDanraw<std::uint32_t>(0, krwfile::danraw::kTimecode, 0x01005968);
+    write("clip.krw", clip);
+    const auto timecode = nlohmann::json::parse(krw("info --json clip.krw").out)["video"]["timecode"];
+    EXPECT_EQ(timecode["dropFrame"], true);
+    EXPECT_EQ(timecode["first"]["text"], "01:00:59;28");
+    EXPECT_EQ(timecode["last"]["text"], "01:01:00;02");
+}
+
+TEST(TimecodeText, CountsAsTheHostConverts) {
+    struct Base {
+        std::uint32_t code;
+        TimecodeCounting counting;
+        std::uint32_t framesADay;
+    };
+    for (const Base& base : {Base{tcbase::k24, {24, false}, 2073600}, Base{tcbase::k25, {25, false}, 2160000},
+                             Base{tcbase::k2997, {30, true}, 2589408}})
+        for (std::uint32_t frame = 0; frame < base.framesADay; ++frame) {
+            std::uint32_t back = 0;
+            ASSERT_EQ(tc2Frame(binaryTimecode(frame, base.counting).data(), base.code, &back), 1) << frame;
+            ASSERT_EQ(back, frame);
+        }
+    EXPECT_EQ(timecodeText(3600, {60, true}), "00:01:00;04");
+    EXPECT_EQ(timecodeText(2073600, {24, false}), "00:00:00:00");
+    EXPECT_THAT(binaryTimecode(61, {60, false}), ElementsAre(0, 0x81, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(binaryTimecode(49, {50, false}), ElementsAre(0x24, 0, 0, 0x80, 0, 0, 0, 0));
+}
+
+TEST_F(KrwTool, DevelopsColoursTheRightWayUp) {
+    // Quadrants: red, green / blue, white.
+    Mosaic mosaic{64, 32, std::vector<std::uint16_t>(64 * 32)};
+    for (std::size_t row = 0; row < 32; ++row)
+        for (std::size_t column = 0; column < 64; ++column) {
+            const std::size_t site = row % 2 * 2 + column % 2; // green, red, blue, green
+            const std::size_t quadrant = row / 16 * 2 + column / 32;
+            constexpr std::array<std::array<bool, 4>, 4> kLit{{{false, true, false, false},
+                                                               {true, false, false, true},
+                                                               {false, false, true, false},
+                                                               {true, true, true, true}}};
+            mosaic.samples[row * 64 + column] = kLit[quadrant][site] ? 4095 : 0;
+        }
+    writePgm(m_dir.path("quadrants.pgm"), mosaic);
+    ASSERT_EQ(krw("-q synth clip.krw --from quadrants.pgm --frames 2").status, 0);
+    ASSERT_EQ(krw("frame clip.krw 1 -o frame.png --balance clip").status, 0);
+
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    ASSERT_NE(png_image_begin_read_from_file(&image, m_dir.path("frame.png").c_str()), 0);
+    image.format = PNG_FORMAT_RGB;
+    std::vector<std::uint8_t> pixels(PNG_IMAGE_SIZE(image));
+    ASSERT_NE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr), 0);
+    ASSERT_EQ(image.width, 32U);
+    ASSERT_EQ(image.height, 16U);
+    const auto at = [&](std::size_t x, std::size_t y) {
+        return std::vector<int>(&pixels[3 * (y * 32 + x)], &pixels[3 * (y * 32 + x) + 3]);
+    };
+    EXPECT_THAT(at(8, 4), ElementsAre(255, 0, 0));
+    EXPECT_THAT(at(24, 4), ElementsAre(0, 255, 0));
+    EXPECT_THAT(at(8, 12), ElementsAre(0, 0, 255));
+    EXPECT_THAT(at(24, 12), ElementsAre(255, 255, 255));
+}
+
+TEST_F(KrwTool, WritesDngFilesThatOtherDecodersRead) {
+    ASSERT_EQ(krw("-q synth scene.krw --size 128x64 --frames 3 --fps 29.97 --side-car sony").status, 0);
+    ASSERT_EQ(krw("-q export scene.krw -o . --format dng").status, 0);
+    ASSERT_EQ(krw("-q export scene.krw -o . --format pgm").status, 0);
+    const std::string mosaic = contents(m_dir.path("scene_000002.pgm"));
+    if (!isInstalled("unprocessed_raw") || !isInstalled("exiftool")) GTEST_SKIP() << "no LibRaw, no exiftool";
+    ASSERT_EQ(shell("unprocessed_raw scene_000002.dng").status, 0);
+    EXPECT_TRUE(contents(m_dir.path("scene_000002.dng.pgm")) == mosaic);
+
+    const Outcome tags =
+        shell("exiftool -s3 -Make -Model -CameraSerialNumber -TimeCodes -FrameRate -BlackLevel -WhiteLevel "
+              "-DateTime -ModifyDate scene_000002.dng");
+    EXPECT_THAT(lines(tags.out), ElementsAre("Sony", "CAM-1", "S042", "01:00:00.02", "29.97", "256",
+                                             "4095", "2017:05:06 10:20:30"));
+    if (!isInstalled("dcraw")) return;
+    EXPECT_TRUE(shell("dcraw -D -4 -t 0 -c scene_000002.dng").out == mosaic);
+}
+
+TEST_F(KrwTool, CompletesItsOwnCommandLine) {
+    const Outcome run = shell("bash -c 'source <(" KRW_PROGRAM " completion bash); COMP_CWORD=4; "
+                              "COMP_WORDS=(krw export a.krw --format p); _krw; echo ${COMPREPLY[@]}; "
+                              "COMP_CWORD=1; COMP_WORDS=(krw s); _krw; echo ${COMPREPLY[@]}'");
+    EXPECT_THAT(lines(run.out), ElementsAre("pgm png", "sheet synth")) << run.err;
+    EXPECT_THAT(krw("manual").out, HasSubstr("\\fBkrw export\\fR [options] \\fIFILE\\fR"));
+}
+
+} // namespace
