@@ -25,7 +25,7 @@ struct CodeTableInput {
         return table;
     }
     for (std::uint16_t& length : table.lengths)
-        length = input.u8() % (kKineIndexBits + 1);
+        length = static_cast<std::uint16_t>(input.u8() % (kKineIndexBits + 1));
     std::uint32_t next = 0;
     for (std::uint32_t length = 1; length <= kKineIndexBits; ++length) {
         next <<= 1U;

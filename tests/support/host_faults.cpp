@@ -28,6 +28,7 @@ struct Watch {
     std::atomic<int> blocks = 0;
     std::atomic<int> heapBlocks = 0;
     std::atomic<int> handles = 0;
+    std::atomic<std::size_t> largestBlock = 0;
 
     Trigger& trigger(HostCall call) { return triggers.at(static_cast<std::size_t>(call)); }
 };
@@ -38,6 +39,16 @@ thread_local bool capturing = false;
 
 bool strikes(HostCall call) {
     return watch.active && !capturing && watch.trigger(call).strikes();
+}
+
+/// The same for a block of that size.
+bool strikes(HostCall call, std::size_t size) {
+    if (watch.active && !capturing) {
+        std::size_t largest = watch.largestBlock;
+        while (largest < size && !watch.largestBlock.compare_exchange_weak(largest, size)) {
+        }
+    }
+    return strikes(call);
 }
 
 void count(std::atomic<int>& live, int change) {
@@ -57,6 +68,7 @@ HostFaults::HostFaults() {
     for (Trigger& trigger : watch.triggers)
         trigger.calls = 0;
     watch.blocks = watch.heapBlocks = watch.handles = 0;
+    watch.largestBlock = 0;
     watch.active = true;
 }
 
@@ -92,6 +104,10 @@ int HostFaults::liveHeapBlocks() const {
     return watch.heapBlocks;
 }
 
+std::size_t HostFaults::largestBlock() const {
+    return watch.largestBlock;
+}
+
 int HostFaults::openHandles() const {
     return watch.handles;
 }
@@ -121,7 +137,7 @@ void LogCapture::collect(void* context, std::uint32_t status, const char* line) 
 
 void* PVAlloc(std::size_t size) {
     static auto* const real = libraryFunction(&PVAlloc, "PVAlloc");
-    void* const block = strikes(HostCall::allocation) ? nullptr : real(size);
+    void* const block = strikes(HostCall::allocation, size) ? nullptr : real(size);
     if (block != nullptr) count(watch.blocks, 1);
     return block;
 }
@@ -179,13 +195,13 @@ void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
 void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
 
 void* __wrap_malloc(std::size_t size) {
-    void* const block = strikes(HostCall::heap) ? nullptr : __real_malloc(size);
+    void* const block = strikes(HostCall::heap, size) ? nullptr : __real_malloc(size);
     if (block != nullptr) count(watch.heapBlocks, 1);
     return block;
 }
 
 void* __wrap_realloc(void* block, std::size_t size) {
-    if (strikes(HostCall::heap)) return nullptr;
+    if (strikes(HostCall::heap, size)) return nullptr;
     void* const moved = __real_realloc(block, size);
     if (block == nullptr && moved != nullptr) count(watch.heapBlocks, 1);
     return moved;
@@ -197,19 +213,19 @@ void __wrap_free(void* block) {
 }
 
 void* __wrap__Znwm(std::size_t size) {
-    return strikes(HostCall::heap) ? throw std::bad_alloc() : __real__Znwm(size);
+    return strikes(HostCall::heap, size) ? throw std::bad_alloc() : __real__Znwm(size);
 }
 
 void* __wrap__Znam(std::size_t size) {
-    return strikes(HostCall::heap) ? throw std::bad_alloc() : __real__Znam(size);
+    return strikes(HostCall::heap, size) ? throw std::bad_alloc() : __real__Znam(size);
 }
 
 void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
-    return strikes(HostCall::heap) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+    return strikes(HostCall::heap, size) ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
 }
 
 void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
-    return strikes(HostCall::heap) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
+    return strikes(HostCall::heap, size) ? nullptr : __real__ZnamRKSt9nothrow_t(size, tag);
 }
 }
 #pragma GCC visibility pop

@@ -4,6 +4,7 @@
 // the program itself is covered too; shared libraries keep theirs.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -37,6 +38,8 @@ class HostFaults {
     [[nodiscard]] int liveBlocks() const;
     /// Blocks of malloc and realloc less those that free had.
     [[nodiscard]] int liveHeapBlocks() const;
+    /// Bytes of the largest block that anybody has asked for.
+    [[nodiscard]] std::size_t largestBlock() const;
     /// Files opened less those closed.
     [[nodiscard]] int openHandles() const;
 };
