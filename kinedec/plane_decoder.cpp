@@ -23,16 +23,6 @@ bool isInContract(const PlaneParameters& plane) {
     return isLegalCodeTable(plane.codeLengths, plane.codes);
 }
 
-// A difference whose magnitude bits reach past the index.
-template <class BitReader>
-std::uint32_t deferredDifference(BitReader& stream, const KineDecEntry& entry) {
-    stream.extend(entry.bits);
-    const std::uint32_t magnitude = stream.field(entry.bits) & entry.value;
-    stream.drop(entry.bits);
-    if constexpr (BitReader::kSamplesPerRefill > 1) stream.refill();
-    return (magnitude & entry.signBit) != 0 ? magnitude : (magnitude + 1) | entry.negFill;
-}
-
 // The look-up table of one plane. The chain of look-ups waits for the bits that each code takes and for
 // nothing else, so those stand by themselves a second time, small enough to stay in the first-level cache.
 struct PlaneTable {
@@ -45,19 +35,30 @@ struct PlaneTable {
     std::array<std::uint8_t, std::size_t{1} << kKineIndexBits> bits; // of the entries, in their order
 };
 
-// The next difference, modulo 65536. False: no code starts like this.
+// A difference whose magnitude bits reach past the index.
 template <class BitReader>
-bool decodeDifference(BitReader& stream, const PlaneTable& table, std::uint32_t& difference) {
+[[gnu::always_inline]] inline std::uint32_t deferredDifference(BitReader& stream, const KineDecEntry& entry) {
+    stream.extend(entry.bits);
+    const std::uint32_t magnitude = stream.field(entry.bits) & entry.value;
+    stream.drop(entry.bits);
+    if constexpr (BitReader::kSamplesPerRefill > 1) stream.refill();
+    return (magnitude & entry.signBit) != 0 ? magnitude : (magnitude + 1) | entry.negFill;
+}
+
+// Adds the next difference to `sample`, modulo 65536. False: no code starts like this.
+template <class BitReader>
+[[gnu::always_inline]] inline bool addDifference(BitReader& stream, const PlaneTable& table,
+                                                 std::uint32_t& sample) {
     const std::uint32_t index = stream.field(kKineIndexBits);
     const std::uint32_t bits = table.bits[index];
     const KineDecEntry& entry = table.entries[index];
     if (bits - 1U < std::uint32_t{kKineIndexBits}) [[likely]] { // neither empty nor deferred
         stream.drop(static_cast<int>(bits));
-        difference = entry.value;
+        sample += entry.value;
         return true;
     }
     if (bits == 0) return false;
-    difference = deferredDifference(stream, entry);
+    sample += deferredDifference(stream, entry);
     return true;
 }
 
@@ -68,34 +69,25 @@ void storeSample(std::uint16_t* place, std::uint32_t value) {
 }
 
 // One row. `prediction` is that of the row's first sample and becomes that of the next row's. A row that is
-// not stored is decoded for its first sample and to keep in step.
+// not stored is decoded for its first sample and to keep in step. A function of its own, with all that it
+// calls inlined and the reader a local, so that the compiler keeps the reader's state in registers.
 template <bool kStore, class BitReader>
-bool decodeRow(BitReader& source, const PlaneTable& table, std::int32_t rowLength, std::uint32_t& prediction,
-               std::uint16_t* row, std::ptrdiff_t sampleStride) {
-    constexpr int kGroup = BitReader::kSamplesPerRefill;
-    BitReader stream = source; // local, so that its state stays in registers
-    std::uint32_t sample = prediction;
-    std::ptrdiff_t place = 0;
-    const auto decodeSample = [&] {
-        std::uint32_t difference = 0;
-        if (!decodeDifference(stream, table, difference)) return false;
-        sample += difference;
-        if constexpr (kStore) storeSample(row + place, sample);
-        place += sampleStride;
-        return true;
-    };
+[[gnu::noinline]] bool decodeRow(BitReader& source, const PlaneTable& table, std::int32_t rowLength,
+                                 std::uint32_t& prediction, std::uint16_t* row, std::ptrdiff_t sampleStride) {
+    BitReader stream = source;
     stream.refill();
-    if (!decodeSample()) return false;
-    prediction = sample;
-    std::int32_t left = rowLength - 1;
-    for (; left >= kGroup; left -= kGroup) {
+    if (!addDifference(stream, table, prediction)) return false;
+    std::uint32_t sample = prediction;
+    if constexpr (kStore) storeSample(row, sample);
+    std::ptrdiff_t place = sampleStride;
+    for (std::int32_t left = rowLength - 1; left > 0;) {
         stream.refill();
-        for (int i = 0; i < kGroup; ++i)
-            if (!decodeSample()) return false;
-    }
-    for (; left > 0; --left) {
-        stream.refill();
-        if (!decodeSample()) return false;
+        const std::int32_t group = std::min(left, BitReader::kSamplesPerRefill);
+        for (std::int32_t i = 0; i < group; ++i, place += sampleStride) {
+            if (!addDifference(stream, table, sample)) return false;
+            if constexpr (kStore) storeSample(row + place, sample);
+        }
+        left -= group;
     }
     source = stream;
     return true;
