@@ -1,11 +1,13 @@
 // Whole clips: the input is a .krw file, and a host does with it what hosts do. Which frames it reads in what
-// order, and what it applies in between, comes from bytes 2 to 7 of the file, which no reader looks at.
+// order, what it applies in between and which of the host's functions fails it once comes from bytes 2 to 7
+// of the file, which no reader looks at.
 #include "fuzz/fuzz_support.h"
 #include "host/info_records.h"
 #include "host/media_file.h"
 #include "host/memory.h"
 #include "plugin/entry_points.h"
 #include "plugin/status.h"
+#include "tests/support/host_faults.h"
 
 #include <algorithm>
 #include <array>
@@ -21,8 +23,8 @@ constexpr std::uint32_t kFileReference = 0x08000000;
 constexpr std::uint32_t kCurrentFrame = 0xFFFFFFFF;
 
 // Bounds of the work for one input, for many inputs a second.
-constexpr int kMostReads = 12;
-constexpr std::uint32_t kLargestPicture = 256 * 1024; // bytes
+constexpr int kMostReads = 6;
+constexpr std::uint32_t kLargestPicture = 64 * 1024; // bytes
 
 constexpr std::size_t kChoiceOffset = 2;
 constexpr std::size_t kChoiceSize = 6;
@@ -58,6 +60,20 @@ std::uint32_t open(CAMediaFile& reader, const std::string& path) {
     return reader.Open(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
 }
 
+/// In one of four runs one call fails that has nothing to do with the file. True then.
+bool armFault(HostFaults& faults, Choices& choices) {
+    constexpr std::array kCalls{HostCall::allocation, HostCall::heap, HostCall::open, HostCall::seek,
+                                HostCall::read};
+    if (choices.below(4) != 0) return false;
+    const std::uint32_t kind = choices.below(kCalls.size() + 1);
+    const std::uint32_t n = 1 + choices.below(64);
+    if (kind < kCalls.size())
+        faults.fail(kCalls[kind], n);
+    else
+        faults.shortenRead(n, choices.below(2000));
+    return true;
+}
+
 /// Whether a probe and an open of the same file agree.
 void compareVerdicts(std::uint32_t probed, std::uint32_t opened, std::uint32_t frames) {
     if (probed == status::kOk || probed == status::kNoFile)
@@ -80,6 +96,12 @@ void describe(CAMediaFile& reader) {
     reader.GetSysInfo(0xFFFFFFFF, &system, &video, &audio, nullptr);
     reader.OpenCopyFileInfo();
     reader.Channels(&masks[0], &masks[1], &masks[2]);
+    reader.SetMode(nullptr);
+    std::array<char, sizeof reader.m_fileName> path{};
+    xMediaFile(&reader, CAMediaFile::MFX_GETNAME, path.data());
+    require(path.data() == std::string_view(reader.m_fileName), "the reader knows its path");
+    require(reader.Write(0, 1, 1, kVideo, nullptr, nullptr) == status::kOk, "writing does nothing");
+    xMediaFile(&reader, CAMediaFile::MFX_EXIT, nullptr);
     reader.m_GetfccCodec();
     std::size_t length = 0;
     for (const char* text : info.texts)
@@ -90,7 +112,7 @@ void describe(CAMediaFile& reader) {
 
 /// Reads a frame into a block of exactly the size that the reader asked for, twice over different fillings: a
 /// failure leaves the block alone, a success writes every byte of it.
-void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size) {
+void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size, bool faulty) {
     constexpr std::array<std::uint8_t, 2> kFillings{0x5A, 0xA5};
     const std::array blocks{ExactBlock(size, kFillings[0]), ExactBlock(size, kFillings[1])};
     std::array<std::uint32_t, 2> results{};
@@ -104,30 +126,30 @@ void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size) {
         else
             require(dframe.picture.bytesUsed == size, "a read delivers what the size query said");
     }
-    require(results[0] == results[1], "reading a frame again gives the same result");
-    if (results[0] == status::kOk)
+    require(faulty || results[0] == results[1], "reading a frame again gives the same result");
+    if (results[0] == status::kOk && results[1] == status::kOk)
         require(std::ranges::equal(blocks[0].bytes(), blocks[1].bytes()),
                 "a read writes the whole picture, and the same one each time");
 }
 
-void readFrame(CAMediaFile& reader, std::uint32_t frame) {
+void readFrame(CAMediaFile& reader, std::uint32_t frame, bool faulty) {
     const std::uint32_t size = reader.Read(frame, 1, 1, kVideo, nullptr, nullptr);
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
     if (reader.Read(frame, 1, 1, kVideo | kFileReference, &dframe, nullptr) == status::kOk)
         require(dframe.fileName == std::string_view(reader.m_fileName), "a reference names the clip");
     if (size > 0 && size <= kLargestPicture && frame != kCurrentFrame)
-        return readPicture(reader, frame, size);
+        return readPicture(reader, frame, size, faulty);
     dframe = {};
     require(reader.Read(frame, 1, 1, kVideo, &dframe, nullptr) != status::kOk, "no buffer, no picture");
 }
 
-void readFrames(CAMediaFile& reader, Choices& choices) {
+void readFrames(CAMediaFile& reader, Choices& choices, bool faulty) {
     const std::uint32_t frames = reader.Length();
     for (std::uint32_t i = 0; i < std::min<std::uint32_t>(frames + 1, kMostReads); ++i) {
         // Every frame of a short clip, and the one behind the last; strewn over a long one.
         const std::uint32_t number = frames < kMostReads ? i : choices.below(frames + 1);
-        readFrame(reader, choices.below(8) == 0 ? kCurrentFrame : number);
+        readFrame(reader, choices.below(8) == 0 ? kCurrentFrame : number, faulty);
     }
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
@@ -156,28 +178,30 @@ void applyInfo(CAMediaFile& reader, Choices& choices) {
     qmxInfoDelete(&info);
 }
 
-void useClip(const std::string& path, std::span<const std::uint8_t> clip) {
+/// One clip from creation to destruction. The heap of this program fails only while the reader has the word.
+void useClip(const std::string& path, std::span<const std::uint8_t> clip, HostFaults& faults) {
     Choices choices(clip);
-    const std::uint32_t probed = xCheckVersionAndFile(path.c_str(), 0, nullptr);
     const Reader reader = createReader();
     require(reader != nullptr, "a reader can be had");
+    const bool faulty = armFault(faults, choices);
+    const std::uint32_t probed = xCheckVersionAndFile(path.c_str(), 0, nullptr);
     const std::uint32_t opened = open(*reader, path);
-    compareVerdicts(probed, opened, reader->Length());
+    faults.disarm(HostCall::heap);
+    if (!faulty) compareVerdicts(probed, opened, reader->Length());
     describe(*reader);
     // A host that overlooks a failed open goes on all the same.
-    readFrames(*reader, choices);
+    readFrames(*reader, choices, faulty);
     applyInfo(*reader, choices);
-    readFrames(*reader, choices);
+    readFrames(*reader, choices, faulty);
     describe(*reader);
     if (choices.below(2) == 0) reader->Close();
     if (choices.below(2) == 0) return;
     // A second open finds what the first one left behind.
     const std::uint32_t reopened = open(*reader, path);
-    if (opened == status::kOk && choices.below(2) == 0)
-        require(reopened != status::kNoFile, "a clip opens again");
-    readFrames(*reader, choices);
+    if (opened == status::kOk && !faulty) require(reopened != status::kNoFile, "a clip opens again");
+    readFrames(*reader, choices, faulty);
     reader->Close();
-    readFrames(*reader, choices);
+    readFrames(*reader, choices, faulty);
 }
 
 } // namespace
@@ -186,9 +210,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     beQuiet();
     static const MemoryFile file;
     file.assign({data, size});
-    const int descriptor = file.nextDescriptor();
-    useClip(file.path(), {data, size});
-    require(file.nextDescriptor() == descriptor, "no file stays open");
+    HostFaults faults;
+    useClip(file.path(), {data, size}, faults);
+    require(faults.openHandles() == 0, "no file stays open");
+    require(faults.liveBlocks() == 0 && faults.liveHeapBlocks() == 0, "no block is left behind");
     static_cast<void>(takeLog());
     return 0;
 }

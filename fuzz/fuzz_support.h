@@ -61,8 +61,6 @@ class MemoryFile {
 
     void assign(std::span<const std::uint8_t> bytes) const;
     [[nodiscard]] const std::string& path() const { return m_path; }
-    /// Number that the next opened file gets: one that stays open shows in it.
-    [[nodiscard]] int nextDescriptor() const;
 
   private:
     int m_descriptor; // stays open for the life of the process

@@ -30,6 +30,7 @@ class HostFaults {
     /// The n-th read from now on delivers `bytes` bytes at most.
     void shortenRead(std::uint64_t n, std::uint32_t bytes);
     void disarm();
+    void disarm(HostCall call);
 
     /// Calls so far, failed ones included: how far a sweep over every n has to go.
     [[nodiscard]] std::uint64_t calls(HostCall call) const;
