@@ -326,8 +326,8 @@ TEST_F(KrwTool, WritesDngFilesThatOtherDecodersRead) {
     const Outcome tags =
         shell("exiftool -s3 -Make -Model -CameraSerialNumber -TimeCodes -FrameRate -BlackLevel -WhiteLevel "
               "-DateTime -ModifyDate scene_000002.dng");
-    EXPECT_THAT(lines(tags.out), ElementsAre("Sony", "CAM-1", "S042", "01:00:00.02", "29.97", "256",
-                                             "4095", "2017:05:06 10:20:30"));
+    EXPECT_THAT(lines(tags.out), ElementsAre("Sony", "CAM-1", "S042", "01:00:00.02", "29.97", "256", "4095",
+                                             "2017:05:06 10:20:30"));
     if (!isInstalled("dcraw")) return;
     EXPECT_TRUE(shell("dcraw -D -4 -t 0 -c scene_000002.dng").out == mosaic);
 }
