@@ -133,6 +133,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "nosignature.krw: the first frame header"},
         BadInput{"BeyondTheClip", "verify good.krw --frames 1-3", 2, "good.krw: frames 1-3 are outside"},
         BadInput{"BackwardsRange", "verify good.krw --frames 2-1", 2, "good.krw: \"2-1\" is no frame range"},
+        BadInput{"NoPart", "verify good.krw --part 3/2", 2, "good.krw: \"3/2\" is no part"},
         BadInput{"NoSuchFrame", "frame good.krw 3 -o f.png", 2, "good.krw: frames 3 are outside"},
         BadInput{"OutputUnderAFile", "export good.krw -o empty.krw/d --format dng", 1,
                  "empty.krw/d: Not a dir"},
@@ -204,6 +205,8 @@ TEST_F(KrwTool, ListsTheSameForAnyNumberOfJobsAndComparesLists) {
     EXPECT_EQ(krw("verify -q clip.krw --jobs 2").out, one.out);
     EXPECT_EQ(krw("verify -q clip.krw --jobs 8").out, one.out);
     EXPECT_EQ(krw("verify -q clip.krw --against list").status, 0);
+    EXPECT_EQ(shell("for i in 1 2 3; do " KRW_PROGRAM " verify -q clip.krw --part $i/3; done").out, one.out);
+    EXPECT_EQ(krw("verify -q clip.krw --frames 4-5 --part 1/3").out, "");
 
     clip.planeData(7, 0)[0] ^= 0x80;
     write("other.krw", clip);

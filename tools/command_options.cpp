@@ -10,6 +10,14 @@ void addFramesOption(CLI::App& command, std::string& range) {
     command.add_option("--frames", range, "Only these frames: A-B, A- or A")->type_name("RANGE");
 }
 
+void addFrameChoice(CLI::App& command, FrameChoice& choice) {
+    addFramesOption(command, choice.range);
+    command
+        .add_option("--part", choice.part,
+                    "Only the I-th of N equal parts of the frames, for work on many machines")
+        ->type_name("I/N");
+}
+
 void addJobsOption(CLI::App& command, unsigned& jobs) {
     command.add_option("-j,--jobs", jobs, "Frames under way at a time; 0: one per processor")
         ->type_name("N")

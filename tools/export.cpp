@@ -19,7 +19,7 @@ struct ExportOptions {
     std::string clip;
     std::string directory;
     std::string format;
-    std::string frames;
+    FrameChoice frames;
     unsigned jobs = 1;
     bool resume = false;
     bool overwrite = false;
@@ -84,7 +84,7 @@ std::optional<Developer> developerFor(const ExportOptions& options, Clip& clip) 
 
 void exportFrames(const ExportOptions& options, Session& session) {
     Clip clip(session.plugin(), options.clip);
-    const FrameRange range = frameRange(options.frames, clip.frames(), options.clip);
+    const FrameRange range = chosenFrames(options.frames, clip.frames(), options.clip);
     makeDirectory(options.directory);
     const ExportFiles files(clip, options.directory, options.format, nameStyles().at(options.names),
                             developerFor(options, clip));
@@ -132,7 +132,7 @@ void addExport(CLI::App& program, Session& session) {
     command->add_option("--format", options->format, "What to write")
         ->check(CLI::IsMember(exportFormats()))
         ->required();
-    addFramesOption(*command, options->frames);
+    addFrameChoice(*command, options->frames);
     addJobsOption(*command, options->jobs);
     command->add_option("--names", options->names, "What to name files after")
         ->check(CLI::IsMember(nameStyles()))

@@ -1,5 +1,6 @@
 #include "tools/frame_range.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
 #include <optional>
@@ -32,4 +33,19 @@ FrameRange frameRange(const std::string& text, std::uint32_t frames, const std::
         throw UsageError(fmt::format("{}: frames {} are outside the clip, which has frames 0 to {}", clip,
                                      text, frames - 1));
     return {*first, *last - *first + 1};
+}
+
+FrameRange chosenFrames(const FrameChoice& choice, std::uint32_t frames, const std::string& clip) {
+    const FrameRange whole = frameRange(choice.range, frames, clip);
+    if (choice.part.empty()) return whole;
+    const std::string_view part(choice.part);
+    const std::size_t slash = std::min(part.find('/'), part.size());
+    const std::uint64_t index = wholeNumber(part.substr(0, slash)).value_or(0);
+    const std::uint64_t parts = slash < part.size() ? wholeNumber(part.substr(slash + 1)).value_or(0) : 0;
+    if (index == 0 || index > parts)
+        throw UsageError(
+            fmt::format("{}: \"{}\" is no part (expected I/N with I from 1 to N)", clip, choice.part));
+    const auto begin = static_cast<std::uint32_t>(whole.count * (index - 1) / parts);
+    const auto end = static_cast<std::uint32_t>(whole.count * index / parts);
+    return {whole.first + begin, end - begin};
 }

@@ -115,6 +115,7 @@ class Workers final {
 
 void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take) {
+    if (range.count == 0) return;
     FrameQueue queue(range);
     Workers workers(queue);
     const unsigned wanted = jobs > 0 ? jobs : std::thread::hardware_concurrency();

@@ -1,6 +1,6 @@
 // Ctrl-C and the signals of a job queue: work under way is given up in good order, so that no partial file
-// stays behind. That takes no longer than the frames under way; queues send their signal twice, so a second one does
-// no more than the first.
+// stays behind. That takes no longer than the frames under way; queues send their signal twice, so a second
+// one does no more than the first.
 #pragma once
 
 #include <stdexcept>

@@ -16,7 +16,7 @@ namespace {
 
 struct VerifyOptions {
     std::string clip;
-    std::string frames;
+    FrameChoice frames;
     std::string against;
     unsigned jobs = 1;
     bool null = false;
@@ -60,7 +60,8 @@ std::string summary(const Tally& tally, bool compared) {
 
 /// Frames that the list has and the clip has not.
 std::size_t lostFrames(const VerifyOptions& options, const FrameList& earlier, const Clip& clip) {
-    const std::size_t lost = options.frames.empty() ? earlier.linesFrom(clip.frames()) : 0;
+    const bool wholeClip = options.frames.range.empty() && options.frames.part.empty();
+    const std::size_t lost = wholeClip ? earlier.linesFrom(clip.frames()) : 0;
     if (lost > 0)
         console::complain(
             fmt::format("{}: has {} frames, the list has {} more", options.clip, clip.frames(), lost));
@@ -69,7 +70,7 @@ std::size_t lostFrames(const VerifyOptions& options, const FrameList& earlier, c
 
 void verify(const VerifyOptions& options, Session& session) {
     Clip clip(session.plugin(), options.clip);
-    const FrameRange range = frameRange(options.frames, clip.frames(), options.clip);
+    const FrameRange range = chosenFrames(options.frames, clip.frames(), options.clip);
     std::optional<FrameList> earlier;
     if (!options.against.empty()) earlier.emplace(options.against);
 
@@ -110,7 +111,7 @@ void addVerify(CLI::App& program, Session& session) {
         program.add_subcommand("verify", "Read every frame; list number, timecode, hash and status of each");
     const auto options = std::make_shared<VerifyOptions>();
     addClipArgument(*command, options->clip);
-    addFramesOption(*command, options->frames);
+    addFrameChoice(*command, options->frames);
     addJobsOption(*command, options->jobs);
     CLI::Option* const null =
         command->add_flag("--null", options->null, "Reading speed alone: no hashes, no list");
