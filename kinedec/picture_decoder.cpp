@@ -7,22 +7,21 @@
 //
 // Two stages take turns, a stretch of up to kStretch columns at a time, so that what passes between them
 // stays in the first-level cache. A column is one sample of each plane.
-// - The entropy stage finds where the codes lie. A table entry holds what the code says about the stream, not
-// the
-//   difference: how many bits code and magnitude take together, and the mask of the magnitude. So a table
-//   needs only as many index bits as the usual codes have, however long the magnitudes are, and noise does
-//   not slow it down. Having rotated the consumed bits to the low end, it notes their low 16 bits and the
-//   entry, and goes on.
-// - The reconstruction stage makes of them, two columns at a time in vectors, magnitudes, signed differences
-// (EXTEND
-//   of ITU-T T.81 F.2.2.1), samples and interleaved rows.
+//
+// The entropy stage finds where the codes lie. A table entry holds what a code says about the stream, not the
+// difference: how many bits code and magnitude take together, and the mask of the magnitude. So a table needs
+// only as many index bits as the usual codes have, however long the magnitudes are, and noise does not slow
+// it down. Having rotated the consumed bits to the low end, it notes their low 16 and the entry, and goes on.
+//
+// The reconstruction stage makes of them, two columns at a time in vectors, magnitudes, signed differences
+// (EXTEND of ITU-T T.81, F.2.2.1), samples and interleaved rows.
 //
 // Why the refill interval is safe. A stream position is a byte and 0 to 7 bits; a refill loads 64 bits from
 // that byte. `used` counts the bits consumed since that byte, with entries adding at least as many bits as
-// they depend on. If it is below 64 after a group of kGroup columns, every code and magnitude of the group
-// came out of those 64 bits, and what the rotation wrapped round was never taken for stream. Otherwise that
-// plane's part of the group is decoded once more, sample by sample with a refill each (a sample takes at most
-// 25 bits, a refill holds at least 57). An index that no short code starts has an entry of 64 bits, so longer
+// they depend on. If it is below 64 after a group of columns, every code and magnitude of the group came out
+// of those 64 bits, and what the rotation wrapped round was never taken for stream. Otherwise that plane's
+// part of the group is decoded once more, sample by sample with a refill each (a sample takes at most 25
+// bits, a refill holds at least 57). An index that no short code starts has an entry of 64 bits, so longer
 // codes and missing ones take the same way out.
 //
 // What makes it decline: a code table that is not a prefix code within the format's limits (only then does an
@@ -46,10 +45,15 @@ constexpr std::size_t kColumnBytes = 4; // of a row of the mosaic
 constexpr std::uint32_t kMaxSampleBits = kKineIndexBits + kKineCategories - 1;
 
 constexpr std::uint32_t kIndexBits = 9;
+// Columns on one refill: codes may have 11 bits on average, or 7 in a calm picture, where the longer group
+// saves refills. A stretch is calm when no plane took more than 5.6 bits a sample.
 constexpr std::size_t kGroup = 5;
-constexpr std::size_t kStretch = 120;
+constexpr std::size_t kCalmGroup = 8;
+constexpr std::size_t kCalmTenths = 7; // of a byte
+constexpr std::uint32_t kCalmStretches = 16;
+constexpr std::size_t kStretch = 160;
 constexpr std::size_t kColumnsAtOnce = 4; // in reconstruction
-static_assert(kStretch % kGroup == 0 && kStretch % kColumnsAtOnce == 0);
+static_assert(kStretch % kGroup == 0 && kStretch % kCalmGroup == 0 && kStretch % kColumnsAtOnce == 0);
 static_assert(kStretch * kMaxSampleBits / 8 + sizeof(std::uint64_t) + 1 <= kPlanePadding);
 
 struct Code {
@@ -82,6 +86,7 @@ struct EntropyStage {
     std::array<PlaneCodes, kPlanes> codes;
     std::array<Stream, kPlanes> streams;
     Stretch stretch = {};
+    std::uint32_t calmStretches = 0; // up to here, without one between that was not
 };
 
 [[nodiscard]] constexpr bool startsWith(std::uint32_t bits, const Code& code) {
@@ -226,16 +231,33 @@ template <std::size_t kCount>
     return true;
 }
 
+template <std::size_t kCount>
+[[nodiscard, gnu::always_inline]] inline bool decodeGroups(EntropyStage& stage, std::size_t& column,
+                                                           std::size_t columns) {
+    for (; column + kCount <= columns; column += kCount)
+        if (!decodeGroup<kCount>(stage, column)) return false;
+    return true;
+}
+
 [[nodiscard]] bool decodeStretch(EntropyStage& stage, std::size_t columns) {
-    // Past its end a stream is zeros wherever it is read: however far it runs, it goes on from the same
-    // padding.
-    for (Stream& stream : stage.streams)
-        stream.next = std::min(stream.next, stream.end);
+    std::array<const std::uint8_t*, kPlanes> starts;
+    for (std::size_t k = 0; k < kPlanes; ++k) {
+        // Past its end a stream is zeros wherever it is read: however far it runs, it goes on from the same
+        // padding.
+        Stream& stream = stage.streams[k];
+        stream.next = starts[k] = std::min(stream.next, stream.end);
+    }
     std::size_t column = 0;
-    for (; column + kGroup <= columns; column += kGroup)
-        if (!decodeGroup<kGroup>(stage, column)) return false;
-    for (; column < columns; ++column)
-        if (!decodeGroup<1>(stage, column)) return false;
+    if (stage.calmStretches >= kCalmStretches && !decodeGroups<kCalmGroup>(stage, column, columns))
+        return false;
+    if (!decodeGroups<kGroup>(stage, column, columns)) return false;
+    if (!decodeGroups<1>(stage, column, columns)) return false;
+
+    std::ptrdiff_t longest = 0;
+    for (std::size_t k = 0; k < kPlanes; ++k)
+        longest = std::max(longest, stage.streams[k].next - starts[k]);
+    const bool calm = static_cast<std::size_t>(longest) * 10 <= columns * kCalmTenths;
+    stage.calmStretches = calm ? stage.calmStretches + 1 : 0;
     return true;
 }
 

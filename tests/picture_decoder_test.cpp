@@ -76,23 +76,27 @@ CodeTable randomTable(std::mt19937& random, bool complete) {
 }
 
 TEST(PictureDecoder, AgreesWithThePlaneDecoderOnAnyStream) {
+    CodeTable shortAndLong;
+    shortAndLong.lengths = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 2};
+    assignCanonicalCodes(shortAndLong);
     std::mt19937 random(5);
     std::array<int, 2> outcomes{};
     for (int round = 0; round < 400; ++round) {
         const auto width = static_cast<std::uint32_t>(2 + random() % (round % 4 == 0 ? 600 : 40) * 2);
-        const auto height = static_cast<std::uint32_t>(2 + random() % 4 * 2);
+        const auto height = static_cast<std::uint32_t>(2 + random() % (round % 4 == 0 ? 4 : 40) * 2);
+        const bool calm = round % 4 == 1; // mostly a bit a sample, with bursts of 14
         Planes planes;
         for (Plane& plane : planes) {
-            plane.table = randomTable(random, random() % 16 != 0);
+            plane.table = calm ? shortAndLong : randomTable(random, random() % 16 != 0);
             plane.shift = static_cast<std::int32_t>(random() % 3 == 0 ? random() % 32 : 0);
             // About enough bytes, far too few, none.
             plane.bytes.resize(std::size_t{width} * height / (random() % 8 == 0 ? 20 : 1) *
                                (random() % 16 != 0));
             const auto noise = random() % 3;
-            for (std::uint8_t& byte : plane.bytes)
-                byte = static_cast<std::uint8_t>(noise == 0   ? random()
-                                                 : noise == 1 ? random() & random()
-                                                              : 255);
+            for (std::size_t i = 0; i < plane.bytes.size(); ++i) {
+                const auto any = noise == 0 ? random() : noise == 1 ? random() & random() : 255;
+                plane.bytes[i] = static_cast<std::uint8_t>(calm && i % 100 < 80 ? 0 : any);
+            }
         }
         std::vector<std::uint16_t> picture;
         std::vector<std::uint16_t> expected;
