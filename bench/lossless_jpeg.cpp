@@ -66,7 +66,7 @@ CodeTable fitJpegTable(const JpegSource& source) {
     forEachDifference(source, [&](int difference) { ++histogram.at(category(difference)); });
     CodeTable table = fitCodeTable(histogram);
     const auto longest = std::ranges::max_element(table.lengths);
-    // The last of the longest codes is the one of all ones.
+    // The last of the longest codes may be the one of all ones.
     const auto last = std::find(table.lengths.rbegin(), table.lengths.rend(), *longest);
     ++*last;
     assignCanonicalCodes(table);
@@ -115,8 +115,8 @@ void writeFrameAndScanHeaders(JpegWriter& out, const JpegSource& source, const C
 } // namespace
 
 std::vector<std::uint8_t> encodeLosslessJpeg(const JpegSource& source) {
-    if (source.width > kMaxSide || source.height > kMaxSide)
-        throw std::runtime_error("picture too large for a JPEG stream");
+    if (source.width == 0 || source.components == 0 || source.width > kMaxSide || source.height > kMaxSide)
+        throw std::runtime_error("not a size that a JPEG stream can have");
     if (std::ranges::any_of(source.samples,
                             [](std::uint16_t sample) { return sample >> kJpegPrecision != 0; }))
         throw std::runtime_error("more than 12 bits a sample");

@@ -43,8 +43,8 @@ std::vector<std::uint16_t> FfmpegDecoder::samples() const {
     const auto width = static_cast<std::size_t>(m_frame->width);
     for (int row = 0; row < m_frame->height; ++row) {
         result.resize(result.size() + width);
-        std::memcpy(result.data() + result.size() - width, m_frame->data[0] + row * m_frame->linesize[0],
-                    2 * width);
+        std::memcpy(result.data() + result.size() - width,
+                    m_frame->data[0] + std::ptrdiff_t{row} * m_frame->linesize[0], 2 * width);
     }
     return result;
 }

@@ -94,7 +94,7 @@ TEST(PictureDecoder, AgreesWithThePlaneDecoderOnAnyStream) {
                                (random() % 16 != 0));
             const auto noise = random() % 3;
             for (std::size_t i = 0; i < plane.bytes.size(); ++i) {
-                const auto any = noise == 0 ? random() : noise == 1 ? random() & random() : 255;
+                const auto any = noise == 0 ? random() : noise == 1 ? random() & random() >> 9 : 255;
                 plane.bytes[i] = static_cast<std::uint8_t>(calm && i % 100 < 80 ? 0 : any);
             }
         }
