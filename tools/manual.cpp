@@ -23,7 +23,7 @@ Options positionals(const CLI::App& command) {
 }
 
 bool takesValue(const CLI::Option& option) {
-    return option.get_type_size() != 0;
+    return option.get_items_expected_max() != 0;
 }
 
 /// "--long" and "-s", long names first.
@@ -195,7 +195,7 @@ std::string zshCompletion(const CLI::App& program) {
         script +=
             fmt::format("    {}\n", shellQuoted(command->get_name() + ":" + command->get_description()));
     script +=
-        ")\nif (( CURRENT == 2 )); then\n    _describe command commands\n    return\nfi\ncase $words[2] in\n";
+        ")\nif (( CURRENT == 2 )); then\n    _describe command commands\n    return\nfi\nshift words\n(( CURRENT-- ))\ncase $words[1] in\n";
     for (const CLI::App* command : commandsOf(program)) {
         script += fmt::format("{})\n    _arguments", command->get_name());
         for (const CLI::Option* option : namedOptions(*command))
