@@ -18,7 +18,7 @@ namespace {
 struct ExportOptions {
     std::string clip;
     std::string directory;
-    std::string format;
+    std::string format = "dng";
     FrameChoice frames;
     unsigned jobs = 1;
     bool resume = false;
@@ -131,7 +131,7 @@ void addExport(CLI::App& program, Session& session) {
         ->required();
     command->add_option("--format", options->format, "What to write")
         ->check(CLI::IsMember(exportFormats()))
-        ->required();
+        ->capture_default_str();
     addFrameChoice(*command, options->frames);
     addJobsOption(*command, options->jobs);
     command->add_option("--names", options->names, "What to name files after")
@@ -146,7 +146,7 @@ void addExport(CLI::App& program, Session& session) {
         "Damaged frames (a colour plane breaks off) are written as far as they go, unless --strict\n"
         "is given; unreadable ones are named and left out. Both make the exit status 1.\n"
         "Examples:\n"
-        "  krw export A001C003.krw -o A001C003 --format pgm --frames 0-99 --jobs 4\n"
-        "  krw export A001C003.krw -o A001C003 --format pgm --resume");
+        "  krw export A001C003.krw -o A001C003 --frames 0-99 --jobs 4\n"
+        "  krw export A001C003.krw -o A001C003 --format png --balance clip --resume");
     command->callback([options, &session] { exportFrames(*options, session); });
 }
