@@ -3,7 +3,6 @@
 #include "plugin/status.h"
 
 #include <array>
-#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
 #include <fmt/format.h>
@@ -22,7 +21,6 @@ constexpr std::array kPluginPlaces{".", "../lib/krw/plugins", "../lib64/krw/plug
                                    "../lib/aarch64-linux-gnu/krw/plugins"};
 
 std::string findPlugin() {
-    if (const char* const named = std::getenv("KRW_PLUGIN"); named != nullptr && *named != '\0') return named;
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     if (error) throw std::runtime_error("the program's own directory cannot be found; set KRW_PLUGIN");

@@ -50,9 +50,9 @@ std::string levelsText(const ClipInformation& information) {
 std::string audioText(const Clip& clip) {
     const QMXAUDIO& audio = clip.audio();
     const CAMediaFile::AudioCadence& cadence = clip.audioCadence();
-    return fmt::format("{} channels at {} Hz, {}-bit; {}/{} samples a frame", audio.nChannels,
-                       audio.nSamplesPerSec, audio.wBitsPerSample, cadence.m_audFrameNum,
-                       cadence.m_audFrameDen);
+    const std::string channels = audio.nChannels == 0 ? "none" : fmt::format("{} channels", audio.nChannels);
+    return fmt::format("{} ({} Hz, {}-bit, {}/{} samples a frame)", channels, audio.nSamplesPerSec,
+                       audio.wBitsPerSample, cadence.m_audFrameNum, cadence.m_audFrameDen);
 }
 
 void triedFrames(Out out, const std::vector<TriedFrame>& tried) {
