@@ -21,7 +21,7 @@ inline constexpr std::size_t kPlanePadding = 512;
 
 /// Decodes a frame's four planes and lays them out as one mosaic: `width` x `height` samples at `dst`, row
 /// after row, planes 0 and 1 alternating in even rows, 2 and 3 in odd rows. `width` and `height` are even;
-/// `dst` needs no alignment. A stream that runs out supplies zeros. Allocates nothing; uses less than 40 KiB
+/// `dst` needs no alignment. A stream that runs out supplies zeros. Allocates nothing; uses less than 16 KiB
 /// of stack. True: the picture is, bit for bit, what four calls of KineDec::decode and their interleaving
 /// give. False: a table or shift is outside what this decoder takes, or a stream holds a pattern without a
 /// code; `dst` then holds anything, and KineDec has the last word on each plane.
