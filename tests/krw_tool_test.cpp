@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <fmt/format.h>
 #include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -221,14 +222,17 @@ TEST_F(KrwTool, ListsTheSameForAnyNumberOfJobsAndComparesLists) {
 TEST_F(KrwTool, ResumesAnExportToTheSameFiles) {
     write("clip.krw", makeClip(6, 64, 32));
     for (const std::string format : {"dng", "tiff", "pgm", "png"}) {
-        const std::string export_ = "export -q clip.krw --format " + format;
-        ASSERT_EQ(krw(export_ + " -o whole-" + format).status, 0);
-        ASSERT_EQ(krw(export_ + " -o part-" + format + " --frames 0-3").status, 0);
+        const auto exportTo = [&](const char* out, const char* options) {
+            return krw(fmt::format("export -q clip.krw --format {0} -o {1}-{0} {2}", format, out, options))
+                .status;
+        };
+        ASSERT_EQ(exportTo("whole", ""), 0);
+        ASSERT_EQ(exportTo("part", "--frames 0-3"), 0);
         const fs::path part = m_dir.path("part-" + format);
         const fs::path cut = part / ("clip_000002." + format);
         fs::resize_file(cut, fs::file_size(cut) - 1);
-        EXPECT_EQ(krw(export_ + " -o part-" + format).status, 1) << "files are in the way";
-        ASSERT_EQ(krw(export_ + " -o part-" + format + " --resume --jobs 2").status, 0);
+        EXPECT_EQ(exportTo("part", ""), 1) << "files are in the way";
+        ASSERT_EQ(exportTo("part", "--resume --jobs 2"), 0);
         EXPECT_TRUE(directory(part) == directory(m_dir.path("whole-" + format))) << format;
     }
 }
@@ -285,7 +289,7 @@ TEST(TimecodeText, CountsAsTheHostConverts) {
 
 TEST_F(KrwTool, DevelopsColoursTheRightWayUp) {
     // Quadrants: red, green / blue, white.
-    Mosaic mosaic{64, 32, std::vector<std::uint16_t>(64 * 32)};
+    Mosaic mosaic{64, 32, std::vector<std::uint16_t>(std::size_t{64} * 32)};
     for (std::size_t row = 0; row < 32; ++row)
         for (std::size_t column = 0; column < 64; ++column) {
             const std::size_t site = row % 2 * 2 + column % 2; // green, red, blue, green
