@@ -194,8 +194,8 @@ std::string zshCompletion(const CLI::App& program) {
     for (const CLI::App* command : commandsOf(program))
         script +=
             fmt::format("    {}\n", shellQuoted(command->get_name() + ":" + command->get_description()));
-    script +=
-        ")\nif (( CURRENT == 2 )); then\n    _describe command commands\n    return\nfi\nshift words\n(( CURRENT-- ))\ncase $words[1] in\n";
+    script += ")\nif (( CURRENT == 2 )); then\n    _describe command commands\n    return\nfi\nshift "
+              "words\n(( CURRENT-- ))\ncase $words[1] in\n";
     for (const CLI::App* command : commandsOf(program)) {
         script += fmt::format("{})\n    _arguments", command->get_name());
         for (const CLI::Option* option : namedOptions(*command))
