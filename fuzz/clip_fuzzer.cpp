@@ -16,12 +16,6 @@
 
 namespace {
 
-constexpr std::uint32_t kVideo = 1;
-constexpr std::uint32_t kAudio = 0;
-constexpr std::uint32_t kSecondaryFile = 4;
-constexpr std::uint32_t kFileReference = 0x08000000;
-constexpr std::uint32_t kCurrentFrame = 0xFFFFFFFF;
-
 // Bounds of the work for one input, for many inputs a second.
 constexpr int kMostReads = 6;
 constexpr std::uint32_t kLargestPicture = 64 * 1024; // bytes
@@ -100,7 +94,7 @@ void describe(CAMediaFile& reader) {
     std::array<char, sizeof reader.m_fileName> path{};
     xMediaFile(&reader, CAMediaFile::MFX_GETNAME, path.data());
     require(path.data() == std::string_view(reader.m_fileName), "the reader knows its path");
-    require(reader.Write(0, 1, 1, kVideo, nullptr, nullptr) == status::kOk, "writing does nothing");
+    require(reader.Write(0, 1, 1, request::kVideo, nullptr, nullptr) == status::kOk, "writing does nothing");
     xMediaFile(&reader, CAMediaFile::MFX_EXIT, nullptr);
     reader.m_GetfccCodec();
     std::size_t length = 0;
@@ -120,7 +114,7 @@ void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size, b
         DFRAME dframe{};
         dframe.picture.buffer = blocks[i].data();
         dframe.picture.bufferSize = size;
-        results[i] = reader.Read(frame, 1, 1, kVideo, &dframe, nullptr);
+        results[i] = reader.Read(frame, 1, 1, request::kVideo, &dframe, nullptr);
         if (results[i] != status::kOk)
             require(blocks[i].isAll(kFillings[i]), "a failed read leaves the picture alone");
         else
@@ -133,15 +127,16 @@ void readPicture(CAMediaFile& reader, std::uint32_t frame, std::uint32_t size, b
 }
 
 void readFrame(CAMediaFile& reader, std::uint32_t frame, bool faulty) {
-    const std::uint32_t size = reader.Read(frame, 1, 1, kVideo, nullptr, nullptr);
+    const std::uint32_t size = reader.Read(frame, 1, 1, request::kVideo, nullptr, nullptr);
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
-    if (reader.Read(frame, 1, 1, kVideo | kFileReference, &dframe, nullptr) == status::kOk)
+    if (reader.Read(frame, 1, 1, request::kVideo | request::kFileReference, &dframe, nullptr) == status::kOk)
         require(dframe.fileName == std::string_view(reader.m_fileName), "a reference names the clip");
     if (size > 0 && size <= kLargestPicture && frame != kCurrentFrame)
         return readPicture(reader, frame, size, faulty);
     dframe = {};
-    require(reader.Read(frame, 1, 1, kVideo, &dframe, nullptr) != status::kOk, "no buffer, no picture");
+    require(reader.Read(frame, 1, 1, request::kVideo, &dframe, nullptr) != status::kOk,
+            "no buffer, no picture");
 }
 
 void readFrames(CAMediaFile& reader, Choices& choices, bool faulty) {
@@ -154,9 +149,10 @@ void readFrames(CAMediaFile& reader, Choices& choices, bool faulty) {
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
     const std::uint32_t channel = 1U << choices.below(9);
-    reader.Read(choices.below(4), 1, channel, kAudio | kFileReference, &dframe, nullptr);
-    reader.Read(choices.below(4), 1, channel, kAudio, nullptr, nullptr);
-    reader.Read(choices.below(4), 1, channel, kSecondaryFile | kFileReference, &dframe, nullptr);
+    reader.Read(choices.below(4), 1, channel, request::kAudio | request::kFileReference, &dframe, nullptr);
+    reader.Read(choices.below(4), 1, channel, request::kAudio, nullptr, nullptr);
+    reader.Read(choices.below(4), 1, channel, request::kSecondaryFile | request::kFileReference, &dframe,
+                nullptr);
 }
 
 /// Hands the reader its own descriptions back, some of them changed.

@@ -14,22 +14,13 @@
 
 namespace {
 
-// Fields of a read's request word.
-constexpr std::uint32_t kKindMask = 0xFF;
-constexpr std::uint32_t kKindAudio = 0;
-constexpr std::uint32_t kKindVideo = 1;
-constexpr std::uint32_t kKindSecondaryFile = 4;
-constexpr std::uint32_t kFileReference = 0x08000000;
-
-constexpr std::uint32_t kCurrentFrame = 0xFFFFFFFF;
-
 // What the host finds in a frame record's flags and reference kind.
 constexpr std::uint32_t kFrameFlagsCleared = 0x40008000;
 constexpr std::uint32_t kFrameFlagsSet = 0x10020000;
 constexpr std::uint32_t kVideoReferenceFlags = 0x50000001;
 constexpr std::uint32_t kAudioReferenceFlags = 0x40000200;
 constexpr std::uint32_t kOwnFile = 1024;
-constexpr std::uint32_t kSecondaryFile = 24;
+constexpr std::uint32_t kOtherFile = 24;
 
 std::uint32_t fail(const char* message, std::uint32_t code) {
     logError(message);
@@ -134,17 +125,17 @@ class CodedFrame {
 } // namespace
 
 std::uint32_t CMFKrw::Read(std::uint32_t frame, std::uint32_t frameCount, std::uint32_t channel,
-                           std::uint32_t request, DFRAME* dframe, _OVERLAPPED* /*overlapped*/) {
+                           std::uint32_t requestWord, DFRAME* dframe, _OVERLAPPED* /*overlapped*/) {
     const std::uint32_t channelNumber = findChannel(channel, 0, 0);
-    const bool reference = (request & kFileReference) != 0;
-    switch (request & kKindMask) {
-    case kKindVideo:
+    const bool reference = (requestWord & request::kFileReference) != 0;
+    switch (requestWord & request::kKindMask) {
+    case request::kVideo:
         if (channelNumber >= kChannels) return status::kNoFile;
         return readVideo(m_vidStream[channelNumber], frame, frameCount, reference, dframe);
-    case kKindAudio:
+    case request::kAudio:
         if (channelNumber >= kChannels) return status::kNoFile;
         return readAudio(m_audStream[channelNumber], channel, frame, reference, dframe);
-    case kKindSecondaryFile:
+    case request::kSecondaryFile:
         return readSecondaryFile(channel, frame, reference, dframe);
     default:
         return status::kOk;
@@ -241,7 +232,7 @@ std::uint32_t CMFKrw::readSecondaryFile(std::uint32_t fileNumber, std::uint32_t 
     const std::size_t length = std::strlen(path) + 1;
     if (length > sizeof dframe->fileName) return status::kFrameBuffer;
     std::memcpy(dframe->fileName, path, length);
-    dframe->refKind = kSecondaryFile;
+    dframe->refKind = kOtherFile;
     dframe->fileParam = 0;
     dframe->framesLeft = m_sys.dwTotalFrames - frame;
     return status::kOk;

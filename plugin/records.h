@@ -298,6 +298,18 @@ static_assert(offsetof(StreamRecord, lastFrame) == 1440);
 static_assert(offsetof(StreamRecord, lastSize) == 1444);
 static_assert(offsetof(StreamRecord, curFrame) == 1448);
 
+/// The request word of a reader's Read: a kind in the low byte, and whether a file reference will do.
+namespace request {
+inline constexpr std::uint32_t kAudio = 0;
+inline constexpr std::uint32_t kVideo = 1;
+inline constexpr std::uint32_t kSecondaryFile = 4;
+inline constexpr std::uint32_t kKindMask = 0xFF;
+inline constexpr std::uint32_t kFileReference = 0x08000000;
+} // namespace request
+
+/// Frame number that asks Read for the stream's current frame.
+inline constexpr std::uint32_t kCurrentFrame = 0xFFFFFFFF;
+
 // The frame record's pointer and 64-bit word lie on 4-byte boundaries only.
 #pragma pack(push, 4)
 /// Where a frame read delivers its picture.

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::uint32_t kAllRecords = 0xFFFFFFFFU;
 constexpr std::uint32_t kVideoChannel = 1; // mask of the clip's only channel
-constexpr std::uint32_t kVideoRequest = 1;
 
 } // namespace
 
@@ -55,7 +54,7 @@ FrameReading Clip::read(std::uint32_t frame, Picture& picture) {
     dframe.picture.bufferSize = static_cast<std::uint32_t>(samples.size_bytes());
 
     const LogCapture log;
-    const std::uint32_t result = m_reader->Read(frame, 1, kVideoChannel, kVideoRequest, &dframe, nullptr);
+    const std::uint32_t result = m_reader->Read(frame, 1, kVideoChannel, request::kVideo, &dframe, nullptr);
     if (result != status::kOk) return {FrameReading::State::unreadable, readTrouble(result, log.lines())};
     std::string reason = damage(log.lines(), samples.size() / 4);
     const auto state = reason.empty() ? FrameReading::State::ok : FrameReading::State::damaged;

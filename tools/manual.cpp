@@ -122,18 +122,18 @@ void offerChoices(std::string& script, const CLI::App& command) {
     }
 }
 
-/// Zsh: one argument specification of _arguments.
-std::string argumentSpecification(const CLI::Option& option, const std::string& spelling) {
+/// Zsh: one argument of _arguments.
+std::string zshArgument(const CLI::Option& option, const std::string& spelling) {
     std::string text = option.get_description();
     std::replace(text.begin(), text.end(), '[', '(');
     std::replace(text.begin(), text.end(), ']', ')');
     std::replace(text.begin(), text.end(), ':', ',');
-    std::string specification = fmt::format("{}[{}]", spelling, text);
+    std::string argument = fmt::format("{}[{}]", spelling, text);
     if (takesValue(option)) {
         const std::string words = choices(option);
-        specification += words.empty() ? ":value:_files" : fmt::format(":value:({})", words);
+        argument += words.empty() ? ":value:_files" : fmt::format(":value:({})", words);
     }
-    return shellQuoted(specification);
+    return shellQuoted(argument);
 }
 
 } // namespace
@@ -200,7 +200,7 @@ std::string zshCompletion(const CLI::App& program) {
         script += fmt::format("{})\n    _arguments", command->get_name());
         for (const CLI::Option* option : namedOptions(*command))
             for (const std::string& spelling : spellings(*option))
-                script += " \\\n        " + argumentSpecification(*option, spelling);
+                script += " \\\n        " + zshArgument(*option, spelling);
         script += " \\\n        '*:file:_files' ;;\n";
     }
     return script + "esac\n";
