@@ -19,10 +19,10 @@
 // Why the refill interval is safe. A stream position is a byte and 0 to 7 bits; a refill loads 64 bits from
 // that byte. `used` counts the bits consumed since that byte, with entries adding at least as many bits as
 // they depend on. If it is below 64 after a group of columns, every code and magnitude of the group came out
-// of those 64 bits, and what the rotation wrapped round was never taken for stream. Otherwise that plane's
-// part of the group is decoded once more, sample by sample with a refill each (a sample takes at most 25
-// bits, a refill holds at least 57). An index that no short code starts has an entry of 64 bits, so longer
-// codes and missing ones take the same way out.
+// of those 64 bits, and what the rotation wrapped round was never taken for stream. Otherwise nothing has
+// advanced yet and the group is decoded once more in pairs of columns: two samples take at most 50 bits, a
+// refill holds at least 57. An index that no short code starts has an entry of 64 bits, so longer codes and
+// missing ones fail the same test, in pairs too, and are looked for sample by sample.
 //
 // What makes it decline: a code table that is not a prefix code within the format's limits (only then does an
 // entry depend on more bits than it counts), a shift outside 0 to 31, a bit pattern without a code.
@@ -46,10 +46,11 @@ constexpr std::uint32_t kMaxSampleBits = kKineIndexBits + kKineCategories - 1;
 
 constexpr std::uint32_t kIndexBits = 9;
 // Columns on one refill: codes may have 11 bits on average, or 7 in a calm picture, where the longer group
-// saves refills. A stretch is calm when no plane took more than 5.6 bits a sample.
+// saves refills. A stretch is calm when no plane took more than 6 bits a sample.
 constexpr std::size_t kGroup = 5;
 constexpr std::size_t kCalmGroup = 8;
-constexpr std::size_t kCalmTenths = 7; // of a byte
+constexpr std::size_t kPair = 2; // which a refill always holds
+constexpr std::size_t kCalmBits = 6;
 constexpr std::uint32_t kCalmStretches = 16;
 constexpr std::size_t kStretch = 160;
 constexpr std::size_t kColumnsAtOnce = 4; // in reconstruction
@@ -67,6 +68,7 @@ using PlaneCodes = std::array<Code, kCategories>;
 constexpr std::uint32_t kLengthMask = 0xFFFF;
 constexpr std::uint32_t kHeldBits = 64;
 constexpr std::uint32_t kEscape = kHeldBits;
+static_assert(kPair * kMaxSampleBits + 7 < kHeldBits);
 using PlaneTable = std::array<std::uint32_t, std::size_t{1} << kIndexBits>;
 
 struct Stream {
@@ -190,7 +192,7 @@ struct Lane {
     void countNow() { asm("" : "+r"(used)); }
 };
 
-/// A group that did not go well in every lane.
+/// A group with a code in some lane that the tables do not hold.
 [[nodiscard, gnu::noinline]] bool repairGroup(EntropyStage& stage, std::size_t column, std::size_t count,
                                               const std::array<std::uint64_t, kPlanes>& lengths) {
     for (std::size_t plane = 0; plane < kPlanes; ++plane) {
@@ -201,6 +203,8 @@ struct Lane {
     }
     return true;
 }
+
+[[nodiscard]] bool decodeInPairs(EntropyStage& stage, std::size_t column, std::size_t count);
 
 /// Decodes kCount columns on one refill a lane.
 template <std::size_t kCount>
@@ -221,9 +225,11 @@ template <std::size_t kCount>
     }
     (std::make_index_sequence<kCount>());
 
-    if (((lane0.used | lane1.used | lane2.used | lane3.used) & kLengthMask) >= kHeldBits) [[unlikely]]
+    if (((lane0.used | lane1.used | lane2.used | lane3.used) & kLengthMask) >= kHeldBits) [[unlikely]] {
+        if constexpr (kCount > kPair) return decodeInPairs(stage, column, kCount);
         return repairGroup(stage, column, kCount,
                            {lane0.length(), lane1.length(), lane2.length(), lane3.length()});
+    }
     advance(stream0, lane0.length());
     advance(stream1, lane1.length());
     advance(stream2, lane2.length());
@@ -237,6 +243,12 @@ template <std::size_t kCount>
     for (; column + kCount <= columns; column += kCount)
         if (!decodeGroup<kCount>(stage, column)) return false;
     return true;
+}
+
+/// A group that took more bits than a refill holds: nothing has advanced, so that it can be had once more.
+[[gnu::noinline]] bool decodeInPairs(EntropyStage& stage, std::size_t column, std::size_t count) {
+    const std::size_t end = column + count;
+    return decodeGroups<kPair>(stage, column, end) && decodeGroups<1>(stage, column, end);
 }
 
 [[nodiscard]] bool decodeStretch(EntropyStage& stage, std::size_t columns) {
@@ -256,7 +268,7 @@ template <std::size_t kCount>
     std::ptrdiff_t longest = 0;
     for (std::size_t k = 0; k < kPlanes; ++k)
         longest = std::max(longest, stage.streams[k].next - starts[k]);
-    const bool calm = static_cast<std::size_t>(longest) * 10 <= columns * kCalmTenths;
+    const bool calm = static_cast<std::size_t>(longest) * 8 <= columns * kCalmBits;
     stage.calmStretches = calm ? stage.calmStretches + 1 : 0;
     return true;
 }
