@@ -121,6 +121,13 @@ std::string asParsed(std::span<const std::uint8_t> bytes) {
     return text;
 }
 
+std::size_t nesting(const TiXmlNode& node) {
+    std::size_t deepest = 0;
+    for (const TiXmlNode* child = node.FirstChild(); child != nullptr; child = child->NextSibling())
+        if (child->ToElement() != nullptr) deepest = std::max(deepest, 1 + nesting(*child));
+    return deepest;
+}
+
 void parseAtPageEnd(std::span<const std::uint8_t> bytes) {
     static const GuardedText guarded;
     if (bytes.size() >= GuardedText::kRoom) return;
@@ -132,6 +139,7 @@ void parseAtPageEnd(std::span<const std::uint8_t> bytes) {
     tree.Parse(guarded.place(std::string_view(text).substr(0, *length)), nullptr, TIXML_DEFAULT_ENCODING);
     require(!tree.Error() || tree.ErrorId() == TiXmlBase::TIXML_ERROR_PARSING_ELEMENT,
             "only double attributes are left for the parser to report");
+    require(nesting(tree) <= kMaxXmlNesting, "the parser sees no deeper nesting than the check before it");
 }
 
 /// The host keeps the items: they go into a reader and come back the same.

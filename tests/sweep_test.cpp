@@ -121,9 +121,14 @@ class Sweep : public testing::Test {
 
     void write(const TestClip& clip) { m_path = m_directory.write("clip.krw", clip.bytes); }
 
-    /// Runs a session on the file that was written last. Returns how many calls of a kind it made.
-    std::uint64_t use(Pictures pictures, HostCall counted = HostCall::read,
-                      const std::function<void(HostFaults&)>& arm = {}) const {
+    struct Use {
+        std::uint64_t calls; // of the kind counted
+        std::set<std::uint32_t> failures;
+    };
+
+    /// Runs a session on the file that was written last.
+    Use use(Pictures pictures, HostCall counted = HostCall::read,
+            const std::function<void(HostFaults&)>& arm = {}) const {
         HostFaults faults;
         Session session;
         if (arm) arm(faults);
@@ -135,7 +140,11 @@ class Sweep : public testing::Test {
         EXPECT_EQ(faults.liveBlocks(), 0);
         EXPECT_EQ(faults.liveHeapBlocks(), 0);
         EXPECT_EQ(faults.openHandles(), 0);
-        return calls;
+        // Without an open clip no frame can be read.
+        std::set<std::uint32_t> failures{session.opened};
+        if (session.opened == status::kOk) failures.insert(session.reads.begin(), session.reads.end());
+        failures.erase(status::kOk);
+        return {calls, failures};
     }
 
     void flipBits(const TestClip& clip, std::size_t offset, std::size_t bytes) {
@@ -182,9 +191,11 @@ TEST_F(Sweep, EveryBitThatDescribesAClipFlipped) {
 }
 
 TEST_F(Sweep, EveryCallFailsInTurn) {
+    using Codes = std::set<std::uint32_t>; // that this fault may be answered with
     struct Fault {
         const char* name;
         HostCall call;
+        Codes codes;
         std::function<void(HostFaults&, std::uint64_t)> arm;
     };
     const auto failing = [](HostCall call) {
@@ -193,28 +204,34 @@ TEST_F(Sweep, EveryCallFailsInTurn) {
     const auto shortened = [](std::uint32_t bytes) {
         return [bytes](HostFaults& faults, std::uint64_t n) { faults.shortenRead(n, bytes); };
     };
-    const Fault kinds[] = {
-        {"allocation", HostCall::allocation, failing(HostCall::allocation)},
-        {"heap", HostCall::heap, failing(HostCall::heap)},
-        {"open", HostCall::open, failing(HostCall::open)},
-        {"seek", HostCall::seek, failing(HostCall::seek)},
-        {"read", HostCall::read, failing(HostCall::read)},
-        {"nothing read", HostCall::read, shortened(0)},
-        {"a few bytes read", HostCall::read, shortened(7)},
+    const Codes memory{status::kOutOfMemory, status::kNoFile}; // the latter when there is no table
+    const Codes reading{status::kNoFile, status::kBadHeader, status::kUnreadable, status::kPlaneRead};
+    const Fault faults[] = {
+        {"allocation", HostCall::allocation, memory, failing(HostCall::allocation)},
+        {"heap", HostCall::heap, memory, failing(HostCall::heap)},
+        {"open", HostCall::open, {status::kNoFile}, failing(HostCall::open)},
+        {"seek",
+         HostCall::seek,
+         {status::kNoFile, status::kUnreadable, status::kBadRecord},
+         failing(HostCall::seek)},
+        {"read", HostCall::read, reading, failing(HostCall::read)},
+        {"nothing read", HostCall::read, reading, shortened(0)},
+        {"a few bytes read", HostCall::read, reading, shortened(7)},
     };
-    const std::string sideCars[] = {"clipM01.xml", "slate.txt"};
-    for (const std::string& sideCar : sideCars)
+    for (const char* sideCar : {"clipM01.xml", "slate.txt"})
         for (const bool storedTable : {true, false}) {
-            constexpr std::string_view kText = "<P2Main><Device><ModelName>x</ModelName></Device></P2Main>";
-            std::ofstream(m_directory.path(sideCar)) << kText;
+            std::ofstream(m_directory.path(sideCar))
+                << "<P2Main><Device><ModelName>x</ModelName></Device></P2Main>";
             write(makeSmallClip(storedTable));
-            for (const Fault& fault : kinds) {
-                std::uint64_t calls = 1;
+            for (const Fault& fault : faults) {
+                const std::uint64_t calls = use(Pictures::kept, fault.call).calls;
                 for (std::uint64_t n = 1; n <= calls && !HasFailure(); ++n) {
                     SCOPED_TRACE(testing::Message()
                                  << fault.name << " " << n << " " << sideCar << " " << storedTable);
-                    calls =
-                        use(Pictures::kept, fault.call, [&](HostFaults& faults) { fault.arm(faults, n); });
+                    const Use faulty =
+                        use(Pictures::kept, fault.call, [&](HostFaults& host) { fault.arm(host, n); });
+                    for (const std::uint32_t code : faulty.failures)
+                        EXPECT_TRUE(fault.codes.contains(code)) << std::hex << code;
                 }
             }
             std::filesystem::remove(m_directory.path(sideCar));
