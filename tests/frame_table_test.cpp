@@ -174,7 +174,7 @@ TEST(FrameTable, FailingHostLeavesNoTableAndNoBlock) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
         HostFaults faults;
-        std::size_t before = 0;
+        int before = 0;
         const Outcome outcome = run(row.bytes, false, [&] {
             before = faults.liveHeapBlocks();
             row.arm(faults);
