@@ -95,6 +95,7 @@ void describe(CAMediaFile& reader) {
     xMediaFile(&reader, CAMediaFile::MFX_GETNAME, path.data());
     require(path.data() == std::string_view(reader.m_fileName), "the reader knows its path");
     require(reader.Write(0, 1, 1, request::kVideo, nullptr, nullptr) == status::kOk, "writing does nothing");
+    require(reader.GetOverlappedResult(nullptr, nullptr, 0) == 1, "reads are complete");
     xMediaFile(&reader, CAMediaFile::MFX_EXIT, nullptr);
     reader.m_GetfccCodec();
     std::size_t length = 0;
@@ -149,6 +150,7 @@ void readFrames(CAMediaFile& reader, Choices& choices, bool faulty) {
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
     const std::uint32_t channel = 1U << choices.below(9);
+    require(reader.Read(0, 1, 1, 2, &dframe, nullptr) == status::kOk, "other kinds are passed over");
     reader.Read(choices.below(4), 1, channel, request::kAudio | request::kFileReference, &dframe, nullptr);
     reader.Read(choices.below(4), 1, channel, request::kAudio, nullptr, nullptr);
     reader.Read(choices.below(4), 1, channel, request::kSecondaryFile | request::kFileReference, &dframe,
@@ -174,9 +176,17 @@ void applyInfo(CAMediaFile& reader, Choices& choices) {
     qmxInfoDelete(&info);
 }
 
+/// No file is ever opened for writing.
+void refuseWriting(const std::string& path) {
+    const Reader reader = createReader();
+    require(reader->Open(path.c_str(), kAccessWrite, 0, nullptr, kOpenExisting, 0, 0) == status::kNoFile,
+            "a clip is not written");
+}
+
 /// One clip from creation to destruction. The heap of this program fails only while the reader has the word.
 void useClip(const std::string& path, std::span<const std::uint8_t> clip, HostFaults& faults) {
     Choices choices(clip);
+    if (choices.below(8) == 0) refuseWriting(path);
     const Reader reader = createReader();
     require(reader != nullptr, "a reader can be had");
     const bool faulty = armFault(faults, choices);

@@ -182,7 +182,16 @@ struct PlaneSeed {
     std::uint8_t shift;
     std::optional<CodeTable> table;
     std::size_t cutBytes = 0;
+    bool wrongEnd = false; // its last bits start no code
 };
+
+/// Codes for differences of -1, 0 and 1; three bits in a row start none.
+CodeTable calmTable() {
+    CodeTable table;
+    table.lengths = {1, 2};
+    assignCanonicalCodes(table);
+    return table;
+}
 
 std::vector<PlaneSeed> planeSeeds() {
     return {{"fitted-noise", 4095, 0, {}},
@@ -190,6 +199,8 @@ std::vector<PlaneSeed> planeSeeds() {
             {"short-codes-for-small", 4095, 0, steepTable(false)},
             {"short-codes-for-wide", 4095, 15, steepTable(true)},
             {"cut-short", 4095, 0, steepTable(true), 40},
+            {"calm", 1, 0, calmTable()},
+            {"calm-then-wrong", 1, 0, calmTable(), 0, true},
             {"no-codes", 0, 0, CodeTable{}, 1000}};
 }
 
@@ -202,6 +213,7 @@ std::pair<CodeTable, Bytes> codePlane(const PlaneSeed& seed, std::uint32_t colum
     const bool empty = std::ranges::max(table.lengths) == 0;
     Bytes data = encodePlane(samples, columns, empty ? fitted : table);
     data.resize(data.size() - std::min(data.size(), seed.cutBytes));
+    if (seed.wrongEnd) data.back() = data[data.size() - 2] = 0xFF;
     return {table, data};
 }
 
@@ -221,20 +233,21 @@ void writePlanes(const std::filesystem::path& folder) {
 }
 
 void writePictures(const std::filesystem::path& folder) {
-    constexpr std::uint32_t kRows = 2;
+    constexpr std::pair<std::uint32_t, std::uint32_t> kSizes[] = {{9, 2}, {260, 2}, {24, 40}};
     for (const PlaneSeed& seed : planeSeeds())
-        for (const std::uint32_t columns : {9U, 260U}) {
+        for (const auto& [columns, rows] : kSizes) {
+            if (rows > 2 && seed.largest > 1) continue; // many rows are for calm pictures
             Bytes bytes;
             put16(bytes, columns - 1);
-            bytes.push_back(kRows - 1);
+            bytes.push_back(static_cast<std::uint8_t>(rows - 1));
             for (std::uint32_t index = 0; index < plane::kCount; ++index) {
-                const auto [table, data] = codePlane(seed, columns, kRows, index + 1);
+                const auto [table, data] = codePlane(seed, columns, rows, index + 1);
                 bytes.push_back(seed.shift);
                 putTable(bytes, table);
                 if (index + 1 < plane::kCount) put16(bytes, static_cast<std::uint32_t>(data.size()));
                 bytes.insert(bytes.end(), data.begin(), data.end());
             }
-            write(folder, fmt::format("{}-{}-columns", seed.name, columns), bytes);
+            write(folder, fmt::format("{}-{}x{}", seed.name, columns, rows), bytes);
         }
 }
 

@@ -12,9 +12,9 @@
 namespace {
 
 constexpr std::size_t kPlanes = 4;
-constexpr std::uint32_t kMostColumns = 400; // of a plane: several of the decoder's stretches
-constexpr std::uint32_t kMostRows = 8;
-constexpr std::uint32_t kMostSamples = 1200; // of a plane
+constexpr std::uint32_t kMostColumns = 400;  // of a plane: several of the decoder's stretches
+constexpr std::uint32_t kMostRows = 48;      // enough for the decoder to find a picture calm
+constexpr std::uint32_t kMostSamples = 2400; // of a plane
 constexpr std::uint32_t kMostBytes = 2048;   // of a plane
 constexpr std::uint8_t kFilling = 0x5A;
 

@@ -12,6 +12,7 @@ namespace {
 
 void replay(const std::filesystem::path& path) {
     std::ifstream in(path, std::ios::binary);
+    require(in.is_open(), path.c_str());
     const std::vector<char> bytes{std::istreambuf_iterator<char>(in), {}};
     std::fprintf(stderr, "%s\n", path.c_str());
     const ExactBlock input({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
