@@ -193,7 +193,7 @@ TEST(FrameTable, NullCountIsRefused) {
 }
 
 TEST(FrameTable, ScanGrowsInSteps) {
-    // The smallest legal step: every record's signature lies inside the one before.
+    // Records may overlap: each signature here lies inside the record before.
     const std::uint32_t step = 12;
     const Bytes bytes = [&] {
         Bytes made;
