@@ -13,8 +13,13 @@ using BenchImages = std::vector<std::unique_ptr<BenchImage>>;
 /// Decoders on one image: this one, plane after plane, the peers, and what surrounds them. Throws
 /// std::runtime_error when a decoder does not give the image back bit for bit.
 void registerDecoders(const BenchImage& image);
+/// The encoder of exported files on this image, and a peer; frames of a clip of this image, exported into
+/// memory. The clip goes into `directory`. Throws std::runtime_error when the encoder declines the image.
+void registerExports(const BenchImage& image, const std::filesystem::path& directory);
 /// The picture decoder alone on a drawn scene of another size.
 void registerSize(const BenchImage& image);
+/// Developing that image at half and full size, and making frames of a stream of it.
+void registerDeveloping(const BenchImage& image);
 /// Frames of a clip of this image, read through the reader object from the page cache. The clip goes into
 /// `directory`.
 void registerFrameReads(const BenchImage& image, const std::filesystem::path& directory);

@@ -2,10 +2,10 @@
 #include "bench/plane_by_plane.h"
 #include "host/files.h"
 #include "krw/frame_table.h"
+#include "krw/little_endian.h"
 #include "krw/probe.h"
 #include "plugin/cmfkrw.h"
-#include "tools/little_endian.h"
-#include "tools/scene.h"
+#include "tools/synth/scene.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>

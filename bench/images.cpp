@@ -19,8 +19,7 @@ BenchImage::BenchImage(std::string imageName, Mosaic source)
     for (std::size_t k = 0; k < m_streams.size(); ++k) {
         const CodedPlane& plane = coded.planes[k];
         m_bytes[k] = plane.data;
-        m_bytes[k].resize(plane.data.size() + kPlanePadding);
-        m_streams[k] = {plane.table.lengths.data(), plane.table.codes.data(), m_bytes[k].data(),
-                        plane.data.size(), 0};
+        m_bytes[k].resize(plane.data.size() + kinedec::kPlanePadding);
+        m_streams[k] = {plane.table, std::span(m_bytes[k]).first(plane.data.size()), 0};
     }
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kinedec/picture_decoder.h"
-#include "tools/clip_writer.h"
+#include "tools/synth/clip_writer.h"
 
 #include <array>
 #include <cstdint>
@@ -23,10 +23,10 @@ class BenchImage final {
     const double bitsPerSample;
 
     /// The planes as decoders take them, each followed by kPlanePadding zero bytes.
-    [[nodiscard]] const std::array<PlaneStream, 4>& streams() const { return m_streams; }
+    [[nodiscard]] const std::array<kinedec::PlaneStream, 4>& streams() const { return m_streams; }
     [[nodiscard]] std::size_t samples() const { return mosaic.samples.size(); }
 
   private:
     std::array<std::vector<std::uint8_t>, 4> m_bytes;
-    std::array<PlaneStream, 4> m_streams{};
+    std::array<kinedec::PlaneStream, 4> m_streams{};
 };

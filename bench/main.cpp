@@ -2,8 +2,9 @@
 // and on the mosaics given (16-bit binary PGM, "grbg").
 #include "bench/benchmarks.h"
 #include "host/error_output.h"
-#include "tools/pgm.h"
-#include "tools/scene.h"
+#include "tests/support/temp_dir.h"
+#include "tools/export/pgm.h"
+#include "tools/synth/scene.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdio>
@@ -17,28 +18,8 @@ constexpr std::uint32_t kHeight = 2160;
 constexpr std::uint32_t kOtherSizes[][2] = {
     {512, 288}, {1024, 576}, {2048, 1152}, {4096, 2160}, {8192, 4320}};
 
-/// Removed with what the run put into it.
-class WorkDirectory final {
-  public:
-    WorkDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "krw-bench-XXXXXX").string();
-        if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-        m_path = name;
-    }
-    WorkDirectory(const WorkDirectory&) = delete;
-    WorkDirectory& operator=(const WorkDirectory&) = delete;
-    ~WorkDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
-
-  private:
-    std::filesystem::path m_path;
-};
-
 void run(std::span<char* const> mosaics) {
-    const WorkDirectory directory;
+    const TempDir directory;
     BenchImages images;
     images.push_back(std::make_unique<BenchImage>("clean", drawScene(kWidth, kHeight, 0, kCleanNoise)));
     images.push_back(std::make_unique<BenchImage>("noisy", drawScene(kWidth, kHeight, 0, kNoisyNoise)));
@@ -47,7 +28,9 @@ void run(std::span<char* const> mosaics) {
             std::make_unique<BenchImage>(std::filesystem::path(path).stem().string(), readPgm(path)));
     for (const auto& image : images) {
         registerDecoders(*image);
-        registerFrameReads(*image, directory.path());
+        registerExports(*image, directory.root());
+        registerDeveloping(*image);
+        registerFrameReads(*image, directory.root());
     }
 
     BenchImages sizes;
@@ -56,7 +39,7 @@ void run(std::span<char* const> mosaics) {
                                                      drawScene(width, height, 0, kCleanNoise)));
         registerSize(*sizes.back());
     }
-    registerClips(directory.path());
+    registerClips(directory.root());
     benchmark::RunSpecifiedBenchmarks();
 }
 

@@ -11,20 +11,22 @@ extern "C" {
 
 namespace {
 
+constexpr std::size_t kRgb = 3;
+
 void require(bool condition, const char* what) {
     if (!condition) throw std::runtime_error(what);
 }
 
 } // namespace
 
-FfmpegDecoder::FfmpegDecoder(const std::vector<std::uint8_t>& jpeg)
-    : m_context(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_MJPEG))), m_packet(av_packet_alloc()),
+FfmpegDecoder::FfmpegDecoder(const std::vector<std::uint8_t>& dng)
+    : m_context(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_TIFF))), m_packet(av_packet_alloc()),
       m_frame(av_frame_alloc()) {
     require(m_context != nullptr && m_packet != nullptr && m_frame != nullptr, "FFmpeg: out of memory");
     m_context->thread_count = 1;
-    require(avcodec_open2(m_context, nullptr, nullptr) == 0, "FFmpeg: no lossless-JPEG decoder");
-    require(av_new_packet(m_packet, static_cast<int>(jpeg.size())) == 0, "FFmpeg: out of memory");
-    std::ranges::copy(jpeg, m_packet->data);
+    require(avcodec_open2(m_context, nullptr, nullptr) == 0, "FFmpeg: no TIFF decoder");
+    require(av_new_packet(m_packet, static_cast<int>(dng.size())) == 0, "FFmpeg: out of memory");
+    std::ranges::copy(dng, m_packet->data);
 }
 
 FfmpegDecoder::~FfmpegDecoder() {
@@ -47,6 +49,42 @@ std::vector<std::uint16_t> FfmpegDecoder::samples() const {
                     m_frame->data[0] + std::ptrdiff_t{row} * m_frame->linesize[0], 2 * width);
     }
     return result;
+}
+
+FfmpegEncoder::FfmpegEncoder(const Mosaic& mosaic)
+    : m_context(avcodec_alloc_context3(avcodec_find_encoder(AV_CODEC_ID_LJPEG))), m_packet(av_packet_alloc()),
+      m_frame(av_frame_alloc()) {
+    require(m_context != nullptr && m_packet != nullptr && m_frame != nullptr, "FFmpeg: out of memory");
+    const std::size_t width = mosaic.width / kRgb;
+    m_context->width = m_frame->width = static_cast<int>(width);
+    m_context->height = m_frame->height = static_cast<int>(mosaic.height);
+    m_context->pix_fmt = AV_PIX_FMT_BGR24;
+    m_frame->format = AV_PIX_FMT_BGR24;
+    m_context->time_base = {1, 25};
+    m_context->thread_count = 1;
+    m_context->strict_std_compliance = FF_COMPLIANCE_UNOFFICIAL; // full-range samples
+    require(avcodec_open2(m_context, nullptr, nullptr) == 0, "FFmpeg: no lossless-JPEG encoder");
+    require(av_frame_get_buffer(m_frame, 0) == 0, "FFmpeg: out of memory");
+    for (std::size_t row = 0; row < mosaic.height; ++row)
+        for (std::size_t column = 0; column < width * kRgb; ++column)
+            m_frame->data[0][row * static_cast<std::size_t>(m_frame->linesize[0]) + column] =
+                static_cast<std::uint8_t>(mosaic.samples[row * mosaic.width + column] >> 4U);
+}
+
+FfmpegEncoder::~FfmpegEncoder() {
+    av_frame_free(&m_frame);
+    av_packet_free(&m_packet);
+    avcodec_free_context(&m_context);
+}
+
+void FfmpegEncoder::encode() {
+    require(avcodec_send_frame(m_context, m_frame) == 0, "FFmpeg: frame refused");
+    require(avcodec_receive_packet(m_context, m_packet) == 0, "FFmpeg: no stream");
+    av_packet_unref(m_packet);
+}
+
+std::size_t FfmpegEncoder::samples() const {
+    return static_cast<std::size_t>(m_frame->width) * static_cast<std::size_t>(m_frame->height) * kRgb;
 }
 
 LibRawDecoder::LibRawDecoder(std::vector<std::uint8_t> dng)

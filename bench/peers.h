@@ -2,6 +2,9 @@
 // decodes again and again. What they throw is std::runtime_error.
 #pragma once
 
+#include "tools/clip/mosaic.h"
+
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -11,18 +14,35 @@ struct AVFrame;
 struct AVPacket;
 class LibRaw;
 
-/// FFmpeg's lossless-JPEG decoder (libavcodec) on a stream of one component.
+/// FFmpeg's decoder of lossless-JPEG DNG files (libavcodec).
 class FfmpegDecoder final {
   public:
-    explicit FfmpegDecoder(const std::vector<std::uint8_t>& jpeg);
+    explicit FfmpegDecoder(const std::vector<std::uint8_t>& dng);
     FfmpegDecoder(const FfmpegDecoder&) = delete;
     FfmpegDecoder& operator=(const FfmpegDecoder&) = delete;
     ~FfmpegDecoder();
 
     void decode();
-    /// The samples of the last decode, row after row. FFmpeg fills 16 bits: kJpegPrecision bits on top, then
-    /// zeros.
+    /// The samples of the last decode, row after row.
     [[nodiscard]] std::vector<std::uint16_t> samples() const;
+
+  private:
+    AVCodecContext* m_context = nullptr;
+    AVPacket* m_packet = nullptr;
+    AVFrame* m_frame = nullptr;
+};
+
+/// FFmpeg's lossless-JPEG encoder (libavcodec) on 8-bit samples, three components.
+class FfmpegEncoder final {
+  public:
+    /// Takes the upper 8 of 12 bits of a mosaic's samples, as many of each row as make whole pixels.
+    explicit FfmpegEncoder(const Mosaic& mosaic);
+    FfmpegEncoder(const FfmpegEncoder&) = delete;
+    FfmpegEncoder& operator=(const FfmpegEncoder&) = delete;
+    ~FfmpegEncoder();
+
+    void encode();
+    [[nodiscard]] std::size_t samples() const;
 
   private:
     AVCodecContext* m_context = nullptr;

@@ -1,11 +1,13 @@
 #include "bench/plane_by_plane.h"
 
-#include "host/files.h"
 #include "kinedec/kinedec.h"
+#include "krw/file_access.h"
 #include "krw/frame_record.h"
 
 #include <cstdlib>
 #include <memory>
+
+using kinedec::PlaneStream;
 
 namespace {
 
@@ -20,21 +22,17 @@ Block<Item> allocate(std::size_t count) {
     return Block<Item>(static_cast<Item*>(std::malloc(count * sizeof(Item))));
 }
 
-bool readAt(std::int64_t handle, std::uint64_t offset, void* buffer, std::uint32_t length) {
-    std::uint32_t bytesRead = 0;
-    return pvOSSeek(handle, offset) != kSeekFailed &&
-           pvOSReadFile(handle, buffer, length, &bytesRead, nullptr) != 0 && bytesRead == length;
-}
-
 bool decodePlane(KineDec& decoder, const PlaneStream& plane, std::size_t count, std::size_t rowLength,
                  StreamLength length, std::uint16_t* samples) {
     const auto samplesInPlane = static_cast<std::int32_t>(count);
     const auto samplesInRow = static_cast<std::int32_t>(rowLength);
+    const std::uint16_t* lengths = plane.table.lengths.data();
+    const std::uint16_t* codes = plane.table.codes.data();
+    const std::uint8_t* bytes = plane.bytes.data();
     if (length == StreamLength::known)
-        return decoder.decode(plane.codeLengths, plane.codes, plane.bytes, plane.size, samples,
-                              samplesInPlane, plane.shift, samplesInRow) == 1;
-    return decoder.decode(plane.codeLengths, plane.codes, plane.bytes, samples, samplesInPlane, plane.shift,
-                          samplesInRow) == 1;
+        return decoder.decode(lengths, codes, bytes, plane.bytes.size(), samples, samplesInPlane, plane.shift,
+                              samplesInRow) == 1;
+    return decoder.decode(lengths, codes, bytes, samples, samplesInPlane, plane.shift, samplesInRow) == 1;
 }
 
 } // namespace
@@ -68,12 +66,13 @@ void interleave(const std::uint16_t* samples, std::uint32_t width, std::uint32_t
 bool readPlaneByPlane(std::int64_t handle, std::uint64_t recordStart, std::int32_t danrawOffset,
                       std::uint16_t* dst) {
     std::uint8_t header[krwfile::danraw::kSize] = {};
-    if (!readAt(handle, recordStart + static_cast<std::uint64_t>(danrawOffset), header, sizeof header))
+    if (readFullyAt(handle, recordStart + static_cast<std::uint64_t>(danrawOffset), header) !=
+        FileRead::complete)
         return false;
     const ByteView danraw{header};
     const FrameSize size = frameSize(danraw);
     const std::size_t pixels = size.pixels();
-    const auto compressed = allocate<std::uint8_t>(pixels / 2 + kPlanePadding);
+    const auto compressed = allocate<std::uint8_t>(pixels / 2 + kinedec::kPlanePadding);
     const auto samples = allocate<std::uint16_t>(pixels);
     if (compressed == nullptr || samples == nullptr) return false;
 
@@ -81,10 +80,10 @@ bool readPlaneByPlane(std::int64_t handle, std::uint64_t recordStart, std::int32
     for (std::size_t k = 0; k < krwfile::plane::kCount; ++k) {
         const PlaneDescriptor descriptor = planeDescriptor(danraw, k);
         if (!descriptor.fits(size.pixels(), recordStart) ||
-            !readAt(handle, recordStart + descriptor.dataOffset, compressed.get(), descriptor.dataSize))
+            readFullyAt(handle, recordStart + descriptor.dataOffset,
+                        {compressed.get(), descriptor.dataSize}) != FileRead::complete)
             return false;
-        const PlaneStream plane{descriptor.codeLengths.data(), descriptor.codes.data(), compressed.get(),
-                                descriptor.dataSize, descriptor.shift};
+        const PlaneStream plane{descriptor.table, {compressed.get(), descriptor.dataSize}, descriptor.shift};
         if (!decodePlane(decoder, plane, pixels / 4, static_cast<std::size_t>(size.width) / 2,
                          StreamLength::unknown, samples.get() + k * (pixels / 4)))
             return false;

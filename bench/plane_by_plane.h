@@ -11,7 +11,7 @@ enum class StreamLength { unknown, known };
 
 /// Decodes four planes of `width` x `height` / 4 samples with KineDec::decode, told the streams' lengths or
 /// not, one plane behind the other in `samples`. False when a plane is rejected.
-[[nodiscard]] bool decodePlaneByPlane(std::span<const PlaneStream, 4> planes, std::uint32_t width,
+[[nodiscard]] bool decodePlaneByPlane(std::span<const kinedec::PlaneStream, 4> planes, std::uint32_t width,
                                       std::uint32_t height, StreamLength length, std::uint16_t* samples);
 
 /// Makes the mosaic `dst` of four planes one behind the other.

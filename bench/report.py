@@ -13,10 +13,19 @@ DECODERS = [  # subject, title, note
     ("planes_known", "plane after plane, length known"),
     ("planes_bytewise", "plane after plane, byte-wise"),
     ("read_bytewise", "whole Read, plane after plane, byte-wise"),
-    ("ffmpeg", "FFmpeg, lossless JPEG"),
+    ("ffmpeg", "FFmpeg, lossless-JPEG DNG"),
     ("libraw", "LibRaw, lossless-JPEG DNG"),
     ("interleave", "interleaving alone"),
     ("memcpy", "memcpy of the picture"),
+]
+ENCODERS = [
+    ("encode", "lossless JPEG"),
+    ("encode_ffmpeg", "FFmpeg, lossless JPEG of 8-bit samples"),
+]
+EXPORTS = [
+    ("read_and_write", "whole Read, and a bare write of an uncompressed DNG's bytes"),
+    ("export_none", "export, uncompressed DNG"),
+    ("export_lossless", "export, lossless DNG"),
 ]
 RATIOS = [  # numerator (the slower), denominator
     ("planes_bytewise", "picture"),
@@ -67,6 +76,16 @@ def table(best, images, machine):
         lines.append(f"| {titles[fast]} : {titles[slow]} | " + " | ".join(cells) + " |")
     outside = [f"{100 * (1 - best['picture', i][0] / best['read', i][0]):.0f} %" for i in images]
     lines.append("| part of a Read outside decoding | " + " | ".join(outside) + " |")
+
+    lines += ["", "Encoders, million samples a second.", "", "| | " + " | ".join(head) + " |",
+              "|---|" + "---:|" * len(images)]
+    for subject, title in ENCODERS:
+        lines.append(f"| {title} | " + " | ".join(f"{speed(best, subject, i):,.0f}" for i in images) + " |")
+
+    lines += ["", "Exports of one frame into memory, milliseconds of processor time.", "",
+              "| | " + " | ".join(head) + " |", "|---|" + "---:|" * len(images)]
+    for subject, title in EXPORTS:
+        lines.append(f"| {title} | " + " | ".join(f"{best[subject, i][0] * 1e3:.1f}" for i in images) + " |")
 
     lines += ["", "Picture decoder by size, drawn scene.", "", "| | ns a sample | bits a sample |", "|---|---:|---:|"]
     sizes = sorted((samples, image) for (subject, image), (_, samples, _) in best.items() if subject == "size")

@@ -27,12 +27,13 @@ install(TARGETS mediahost EXPORT krwTargets LIBRARY DESTINATION "${CMAKE_INSTALL
 install(TARGETS pvx_krw EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_PLUGINDIR}")
 install(FILES "${CMAKE_BINARY_DIR}/generated/krw.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 install(FILES "${CMAKE_BINARY_DIR}/generated/krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
-install(FILES "${CMAKE_BINARY_DIR}/generated/_krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+install(FILES "${CMAKE_BINARY_DIR}/generated/_krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
 install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 
 # The public headers include one another by these directories.
-install(FILES kinedec/kinedec.h kinedec/log_curve.h DESTINATION "${KRW_INSTALL_INCLUDEDIR}/kinedec")
-install(FILES plugin/entry_points.h plugin/records.h plugin/status.h
+install(FILES kinedec/kinedec.h kinedec/log_curve.h kinedec/lookup_entry.h
+    DESTINATION "${KRW_INSTALL_INCLUDEDIR}/kinedec")
+install(FILES plugin/entry_points.h plugin/info_record.h plugin/records.h plugin/status.h
     DESTINATION "${KRW_INSTALL_INCLUDEDIR}/plugin")
 install(DIRECTORY host/ DESTINATION "${KRW_INSTALL_INCLUDEDIR}/host" FILES_MATCHING PATTERN "*.h")
 
@@ -55,6 +56,8 @@ set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/package")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
+# Sheets and histograms have text.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dejavu-core | fonts-freefont-ttf")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Reader plug-in for KRW raw clips

@@ -9,6 +9,8 @@
 #include <functional>
 #include <optional>
 
+using kinedec::CodeTable;
+
 namespace {
 
 namespace danraw = krwfile::danraw;
@@ -159,9 +161,9 @@ void put16(Bytes& bytes, std::uint32_t value) {
 /// As readCodeTable takes it: a first byte, then the words as they stand.
 void putTable(Bytes& bytes, const CodeTable& table) {
     bytes.push_back(0);
-    for (std::size_t category = 0; category < kCategories; ++category)
+    for (std::size_t category = 0; category < kKineCategories; ++category)
         put16(bytes, table.lengths[category]);
-    for (std::size_t category = 0; category < kCategories; ++category)
+    for (std::size_t category = 0; category < kKineCategories; ++category)
         put16(bytes, table.codes[category]);
 }
 
@@ -169,9 +171,9 @@ void putTable(Bytes& bytes, const CodeTable& table) {
 /// are complete as far as they can be, with the latter they are deferred and the widest samples follow.
 CodeTable steepTable(bool wideFirst) {
     CodeTable table;
-    for (std::size_t i = 0; i < kCategories; ++i)
-        table.lengths[wideFirst ? kCategories - 1 - i : i] =
-            static_cast<std::uint16_t>(std::min(i + 1, kCategories - 1));
+    const std::size_t last = table.lengths.size() - 1;
+    for (std::size_t i = 0; i <= last; ++i)
+        table.lengths[wideFirst ? last - i : i] = static_cast<std::uint16_t>(std::min(i + 1, last));
     assignCanonicalCodes(table);
     return table;
 }
@@ -186,7 +188,7 @@ struct PlaneSeed {
 };
 
 /// Codes for differences of -1, 0 and 1; three bits in a row start none.
-CodeTable calmTable() {
+CodeTable lowRateTable() {
     CodeTable table;
     table.lengths = {1, 2};
     assignCanonicalCodes(table);
@@ -199,8 +201,8 @@ std::vector<PlaneSeed> planeSeeds() {
             {"short-codes-for-small", 4095, 0, steepTable(false)},
             {"short-codes-for-wide", 4095, 15, steepTable(true)},
             {"cut-short", 4095, 0, steepTable(true), 40},
-            {"calm", 1, 0, calmTable()},
-            {"calm-then-wrong", 1, 0, calmTable(), 0, true},
+            {"low-rate", 1, 0, lowRateTable()},
+            {"low-rate-then-wrong", 1, 0, lowRateTable(), 0, true},
             {"no-codes", 0, 0, CodeTable{}, 1000}};
 }
 
@@ -236,7 +238,7 @@ void writePictures(const std::filesystem::path& folder) {
     constexpr std::pair<std::uint32_t, std::uint32_t> kSizes[] = {{9, 2}, {260, 2}, {24, 40}};
     for (const PlaneSeed& seed : planeSeeds())
         for (const auto& [columns, rows] : kSizes) {
-            if (rows > 2 && seed.largest > 1) continue; // many rows are for calm pictures
+            if (rows > 2 && seed.largest > 1) continue; // many rows are for pictures with a low bit rate
             Bytes bytes;
             put16(bytes, columns - 1);
             bytes.push_back(static_cast<std::uint8_t>(rows - 1));

@@ -9,18 +9,21 @@
 #include <array>
 #include <vector>
 
+using kinedec::kPlanePadding;
+using kinedec::PlaneStream;
+
 namespace {
 
 constexpr std::size_t kPlanes = 4;
 constexpr std::uint32_t kMostColumns = 400;  // of a plane: several of the decoder's stretches
-constexpr std::uint32_t kMostRows = 48;      // enough for the decoder to find a picture calm
+constexpr std::uint32_t kMostRows = 48;      // enough for the decoder to find a low bit rate
 constexpr std::uint32_t kMostSamples = 2400; // of a plane
 constexpr std::uint32_t kMostBytes = 2048;   // of a plane
 constexpr std::uint8_t kFilling = 0x5A;
 
 struct Plane {
     std::int32_t shift;
-    CodeTableInput table;
+    kinedec::CodeTable table;
     ExactBlock block; // the stream and its padding
 
     /// The last plane's stream takes what is left of the input.
@@ -28,8 +31,7 @@ struct Plane {
         : shift(readShift(input)), table(readCodeTable(input)), block(readStream(input, last)) {}
 
     [[nodiscard]] PlaneStream stream() const {
-        return {table.lengths.data(), table.codes.data(), block.data(), block.bytes().size() - kPlanePadding,
-                shift};
+        return {table, block.bytes().first(block.bytes().size() - kPlanePadding), shift};
     }
 
   private:
@@ -46,9 +48,9 @@ std::vector<std::uint16_t> decodePlane(const PlaneStream& plane, std::uint32_t c
     static KineDec decoder;
     const std::uint32_t count = columns * rows;
     std::vector<std::uint16_t> samples(count);
-    const int result =
-        decoder.decode(plane.codeLengths, plane.codes, plane.bytes, plane.size, samples.data(),
-                       static_cast<std::int32_t>(count), plane.shift, static_cast<std::int32_t>(columns));
+    const int result = decoder.decode(
+        plane.table.lengths.data(), plane.table.codes.data(), plane.bytes.data(), plane.bytes.size(),
+        samples.data(), static_cast<std::int32_t>(count), plane.shift, static_cast<std::int32_t>(columns));
     if (result == 0) samples.clear();
     return samples;
 }
@@ -66,13 +68,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                  planes[3].stream()};
     const ExactBlock block(std::size_t{8} * columns * rows, kFilling);
     auto* const picture = reinterpret_cast<std::uint16_t*>(block.data());
-    const bool decoded = decodePicture(coded, 2 * columns, 2 * rows, picture);
+    const bool decoded = decodePicture(coded, 2 * columns, 2 * rows, picture).has_value();
 
     const std::size_t rowLength = std::size_t{2} * columns;
     bool expected = true;
     for (std::size_t k = 0; k < kPlanes; ++k) {
         const std::vector<std::uint16_t> samples = decodePlane(coded[k], columns, rows);
-        expected = expected && !samples.empty() && isPrefixCode(planes[k].table);
+        expected = expected && !samples.empty() && planes[k].table.isPrefixCode();
         if (!decoded) continue;
         require(!samples.empty(), "a picture decodes only when its planes do");
         const std::uint16_t* const first = picture + k / 2 * rowLength + k % 2;

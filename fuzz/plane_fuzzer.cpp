@@ -16,7 +16,7 @@ constexpr std::int32_t kMostSamples = 4096;
 constexpr std::size_t kLookAhead = 2; // bytes that a decode may fetch behind the last one it uses
 
 struct PlaneInput {
-    CodeTableInput table;
+    kinedec::CodeTable table;
     std::int32_t count = 0;
     std::int32_t rowLength = 0;
     std::int32_t shift = 0;
@@ -34,12 +34,8 @@ struct PlaneInput {
     }
 
     [[nodiscard]] bool isLegal() const {
-        if (count < 0 || (count > 0 && rowLength < 1) || shift < 0 || shift > 31) return false;
-        for (std::size_t i = 0; i < table.lengths.size(); ++i)
-            if (table.lengths[i] > kKineIndexBits ||
-                (table.lengths[i] != 0 && table.codes[i] >> table.lengths[i] != 0))
-                return false;
-        return true;
+        if (count == 0) return true;
+        return count > 0 && rowLength >= 1 && shift >= 0 && shift <= 31 && table.isLegal();
     }
     [[nodiscard]] bool isSmall() const { return count <= kMostSamples && rowLength <= kMostSamples; }
 };
@@ -80,8 +76,8 @@ void decodeLegal(const PlaneInput& plane, std::span<const std::uint8_t> bytes) {
     static KineDec decoder;
     const std::uint16_t* const lengths = plane.table.lengths.data();
     const std::uint16_t* const codes = plane.table.codes.data();
-    const ReferencePlane reference = decodeByDefinition(plane.table.lengths, plane.table.codes, bytes,
-                                                        plane.count, std::max(plane.rowLength, 1));
+    const ReferencePlane reference =
+        decodeByDefinition(plane.table, bytes, plane.count, std::max(plane.rowLength, 1));
     const int result = reference.samplesLeft == 0 ? 1 : 0;
     const std::string log = result == 1 ? std::string() : codecError(reference.samplesLeft);
 

@@ -6,8 +6,11 @@
 #include "host/memory.h"
 #include "metadata/side_car.h"
 #include "metadata/xml_limits.h"
+#include "metadata/xml_side_car.h"
 #include "plugin/cmfkrw.h"
 #include "plugin/status.h"
+#include "tests/support/guarded_bytes.h"
+#include "tests/support/temp_dir.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -16,7 +19,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <string_view>
-#include <sys/mman.h>
 #include <tinyxml.h>
 #include <unistd.h>
 
@@ -28,21 +30,9 @@ constexpr std::string_view kClosing = "</PVDeviceMetadata>";
 /// One file under two names: as an XML side-car in one folder, as a slate in another; removed at exit.
 class SideCarFile {
   public:
-    SideCarFile() {
-        const bool memory = std::filesystem::is_directory("/dev/shm");
-        std::string name = (memory ? "/dev/shm" : std::filesystem::temp_directory_path().string());
-        name += "/krw-fuzz-XXXXXX";
-        require(mkdtemp(name.data()) != nullptr, "a folder can be had");
-        m_folder = name;
-        m_file = open((name + "/clipM01.xml").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600);
-        std::filesystem::create_directory(m_folder / "slates");
-        std::filesystem::create_hard_link(m_folder / "clipM01.xml", m_folder / "slates/slate.txt");
-    }
-    SideCarFile(const SideCarFile&) = delete;
-    SideCarFile& operator=(const SideCarFile&) = delete;
-    ~SideCarFile() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_folder, ignored);
+    SideCarFile() : m_file(open(xmlItself().c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0600)) {
+        std::filesystem::create_directory(m_folder.path("slates"));
+        std::filesystem::create_hard_link(xmlItself(), m_folder.path("slates/slate.txt"));
     }
 
     void assign(std::span<const std::uint8_t> bytes) const {
@@ -50,13 +40,18 @@ class SideCarFile {
                                                               static_cast<ssize_t>(bytes.size());
         require(written, "the side-car can be written");
     }
-    [[nodiscard]] std::string clipWithXml() const { return m_folder / "clip.krw"; }
-    [[nodiscard]] std::string xmlItself() const { return m_folder / "clipM01.xml"; }
-    [[nodiscard]] std::string clipWithSlate() const { return m_folder / "slates/clip.krw"; }
+    [[nodiscard]] std::string clipWithXml() const { return m_folder.path("clip.krw"); }
+    [[nodiscard]] std::string xmlItself() const { return m_folder.path("clipM01.xml"); }
+    [[nodiscard]] std::string clipWithSlate() const { return m_folder.path("slates/clip.krw"); }
 
   private:
-    std::filesystem::path m_folder;
-    int m_file = -1;
+    static std::filesystem::path fastestParent() {
+        const std::filesystem::path memory = "/dev/shm";
+        return is_directory(memory) ? memory : std::filesystem::temp_directory_path();
+    }
+
+    TempDir m_folder{fastestParent()};
+    int m_file;
 };
 
 /// What the side-car search makes of a fresh information record.
@@ -87,28 +82,19 @@ bool isDocument(std::string_view document) {
     return document.starts_with(kOpening) && document.ends_with(kClosing);
 }
 
-/// Two pages' worth and more of room, ending where nothing is mapped.
+/// Texts one after another whose NUL lies in the last readable byte of a page.
 class GuardedText {
   public:
     static constexpr std::size_t kRoom = std::size_t{1} << 20;
 
-    GuardedText() {
-        const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        void* const block =
-            mmap(nullptr, kRoom + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        require(block != MAP_FAILED, "memory can be had");
-        m_end = static_cast<char*>(block) + kRoom;
-        require(mprotect(m_end, page, PROT_NONE) == 0, "memory can be closed");
-    }
-    /// The text, its NUL in the last readable byte.
     [[nodiscard]] const char* place(std::string_view text) const {
-        char* const start = m_end - text.size() - 1;
-        *std::ranges::copy(text, start).out = '\0';
-        return start;
+        std::uint8_t* const start = m_room.end() - text.size() - 1;
+        *std::ranges::copy(text, start).out = 0;
+        return reinterpret_cast<const char*>(start);
     }
 
   private:
-    char* m_end;
+    GuardedRoom m_room{kRoom};
 };
 
 /// The text up to its first NUL with line ends of one '\n', as a side-car is parsed.
@@ -132,14 +118,55 @@ void parseAtPageEnd(std::span<const std::uint8_t> bytes) {
     static const GuardedText guarded;
     if (bytes.size() >= GuardedText::kRoom) return;
     const std::string text = asParsed(bytes);
-    const std::optional<std::size_t> length = parseableLength(text);
-    if (!length) return;
-    require(*length <= text.size(), "what may be parsed lies inside the text");
+    const std::size_t length = checkXml(text).parseable;
+    if (length == 0) return;
+    require(length <= text.size(), "what may be parsed lies inside the text");
     TiXmlDocument tree;
-    tree.Parse(guarded.place(std::string_view(text).substr(0, *length)), nullptr, TIXML_DEFAULT_ENCODING);
+    tree.Parse(guarded.place(std::string_view(text).substr(0, length)), nullptr, TIXML_DEFAULT_ENCODING);
     require(!tree.Error() || tree.ErrorId() == TiXmlBase::TIXML_ERROR_PARSING_ELEMENT,
             "only double attributes are left for the parser to report");
     require(nesting(tree) <= kMaxXmlNesting, "the parser sees no deeper nesting than the check before it");
+}
+
+bool sameAttributes(const TiXmlElement& a, const TiXmlElement& b) {
+    const TiXmlAttribute* inA = a.FirstAttribute();
+    const TiXmlAttribute* inB = b.FirstAttribute();
+    for (; inA != nullptr && inB != nullptr; inA = inA->Next(), inB = inB->Next())
+        if (inA->NameTStr() != inB->NameTStr() || inA->ValueStr() != inB->ValueStr()) return false;
+    return inA == inB;
+}
+
+bool sameTree(const TiXmlNode& a, const TiXmlNode& b) {
+    if (a.Type() != b.Type() || a.ValueStr() != b.ValueStr()) return false;
+    if (a.ToElement() != nullptr && !sameAttributes(*a.ToElement(), *b.ToElement())) return false;
+    const TiXmlNode* inA = a.FirstChild();
+    const TiXmlNode* inB = b.FirstChild();
+    for (; inA != nullptr && inB != nullptr; inA = inA->NextSibling(), inB = inB->NextSibling())
+        if (!sameTree(*inA, *inB)) return false;
+    return inA == inB;
+}
+
+const TiXmlElement* rootOf(bool loaded, const TiXmlDocument& document) {
+    return loaded ? document.FirstChildElement() : nullptr;
+}
+
+/// The root element is the one that TinyXML makes of the same file. TinyXML itself may only see what was
+/// checked to its end, or a text so short and plain that it can neither nest too deeply nor end inside a
+/// character.
+void compareWithLoadFile(const std::string& path, std::span<const std::uint8_t> bytes) {
+    constexpr std::size_t kShort = 4096;
+    const std::string text = asParsed(bytes);
+    const XmlCheck check = checkXml(text);
+    const bool plain =
+        bytes.size() <= kShort && std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte < 0x80; });
+    if (check.limit != nullptr || (!plain && check.parseable < text.size()) || bytes.empty()) return;
+    TiXmlDocument ours;
+    TiXmlDocument theirs;
+    const TiXmlElement* const root = rootOf(loadXmlSideCar(path.c_str(), ours), ours);
+    const TiXmlElement* const expected =
+        rootOf(theirs.LoadFile(path.c_str(), TIXML_DEFAULT_ENCODING), theirs);
+    require((root == nullptr) == (expected == nullptr), "a side-car is used where TinyXML loads it");
+    require(root == nullptr || sameTree(*root, *expected), "the tree is TinyXML's own");
 }
 
 /// The host keeps the items: they go into a reader and come back the same.
@@ -170,6 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const FoundItems itself(file.xmlItself());
     require(itself.document() == beside.document(), "an XML file and the clip beside it say the same");
     parseAtPageEnd({data, size});
+    compareWithLoadFile(file.xmlItself(), {data, size});
 
     const FoundItems slate(file.clipWithSlate());
     require(isDocument(slate.document()), "a slate gives a whole document");

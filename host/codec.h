@@ -5,8 +5,8 @@
 
 extern "C" {
 
-/// Width and |height| reduced by their greatest common divisor, width in the high 16 bits; terms above 65535
-/// are halved together until they fit, but none falls below 1. 0 for an empty picture.
+/// Width and |height| reduced by their greatest common divisor, width in the high 16 bits. Terms above 65535
+/// are halved together until they fit, but none falls below 1. The result is 0 for an empty picture.
 [[gnu::visibility("default")]] std::uint32_t vidGetAspectRatio(QMXVIDEO video);
 
 /// Fills `pvFlags`: non-zero for "grbg" 16-bit mosaics, 0 for anything the host does not know.

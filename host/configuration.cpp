@@ -110,7 +110,7 @@ class Store {
         m_path = path;
         std::error_code error;
         if (!std::filesystem::exists(m_path, error)) return;
-        // What cannot be read is not overwritten either.
+        // A file that cannot be read is not overwritten either.
         std::ifstream in;
         if (std::filesystem::is_regular_file(m_path, error)) in.open(m_path);
         m_text = IniText::read(in);
@@ -134,7 +134,7 @@ class Store {
     }
 
   private:
-    /// Replaces the file as a whole, so that a reader never sees half of it.
+    /// Replaces the whole file at once, so that no reader sees a half-written one.
     [[nodiscard]] bool save(const IniText& text) const {
         std::filesystem::path temporary = m_path;
         temporary += "." + std::to_string(getpid()) + ".tmp";

@@ -19,8 +19,7 @@ struct Log {
     void* context = nullptr;
 };
 
-// Ready before any constructor runs and with nothing to destroy: other libraries may log while the process
-// starts or ends.
+// Constant-initialised and never destroyed, because other libraries may log while the process starts or ends.
 constinit Log theLog;
 
 void deliver(std::uint32_t status, const char* line) {
@@ -28,7 +27,7 @@ void deliver(std::uint32_t status, const char* line) {
     theLog.sink(theLog.context, status, line);
 }
 
-/// Formats a line of any length. Where memory does not suffice for a long one, its beginning is logged.
+/// Formats a line of any length. When memory runs out, only the beginning of a long line is logged.
 [[gnu::format(printf, 2, 0)]] void deliverFormatted(std::uint32_t status, const char* format,
                                                     std::va_list arguments) {
     std::array<char, 1024> line{};

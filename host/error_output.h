@@ -9,13 +9,13 @@ extern "C" {
 inline constexpr std::uint32_t kErrorStatus = 0xC0000000U;
 inline constexpr std::uint32_t kWarningStatus = 0x80000000U;
 
-/// Receives every finished line, NUL-terminated, valid for the call only. Called from any thread, one call at
-/// a time; it must not log itself. `status` is the status word of ErrFmtOut, 0 for ErrOut, the code for
-/// ErrMsgOut.
+/// Receives every finished line. The line is NUL-terminated and valid for the call only. Any thread may call,
+/// but only one call runs at a time. The sink must not log itself. `status` is the status word of ErrFmtOut,
+/// 0 for ErrOut, the code for ErrMsgOut.
 using PvLogSink = void (*)(void* context, std::uint32_t status, const char* line);
 
-/// Replaces the process-wide sink; null restores the default, which writes to standard error. On return no
-/// call of the previous sink is running.
+/// Replaces the process-wide sink. Null restores the default, which writes to standard error. When the call
+/// returns, no call of the previous sink is running.
 [[gnu::visibility("default")]] void pvSetLogSink(PvLogSink sink, void* context);
 
 /// Formats (printf conventions) and logs one line under a status word. The two words are the host's; pass 0.

@@ -12,7 +12,7 @@
 
 namespace {
 
-/// The file descriptor behind a handle, -1 for what cannot be one.
+/// The file descriptor behind a handle, -1 for a handle that cannot be one.
 int descriptorOf(std::int64_t handle) {
     return handle >= 0 && handle <= std::numeric_limits<int>::max() ? static_cast<int>(handle) : -1;
 }
@@ -36,7 +36,7 @@ std::int64_t pvOSCreateFile(const char* path, std::uint32_t access, std::uint32_
                             _SECURITY_ATTRIBUTES* /*security*/, std::uint32_t disposition,
                             std::uint32_t /*attributes*/, std::int64_t /*templateFile*/) {
     if (path == nullptr || access != kAccessRead || disposition != kOpenExisting) return kInvalidHandle;
-    // Without O_NONBLOCK, opening a pipe would wait for its writer. Regular files do not heed the flag.
+    // Without O_NONBLOCK, opening a pipe would wait for its writer. The flag has no effect on regular files.
     const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     if (descriptor < 0) return kInvalidHandle;
     if (!isRegularFile(descriptor)) {

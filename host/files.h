@@ -23,25 +23,26 @@ inline constexpr std::uint32_t kPathArea = 4096;
 
 extern "C" {
 
-/// Opens a regular file and returns its handle (the caller closes it), kInvalidHandle on failure. Reading an
-/// existing file is what this host offers: any other access or disposition fails. A directory, a pipe or a
-/// device is not a file and is never waited for.
+/// Opens a regular file and returns its handle, which the caller closes. Returns kInvalidHandle on failure.
+/// This host only reads existing files: any other access or disposition fails. Directories, pipes and devices
+/// are not opened, and the call never waits for one.
 [[gnu::visibility("default")]] std::int64_t
 pvOSCreateFile(const char* path, std::uint32_t access, std::uint32_t shareMode,
                _SECURITY_ATTRIBUTES* security, std::uint32_t disposition, std::uint32_t attributes,
                std::int64_t templateFile);
 
-/// Reads up to `length` bytes at the file position. Non-zero on success; `*bytesRead` (never null) is less
-/// than `length` only at the end of the file, and 0 when the read fails.
+/// Reads up to `length` bytes at the file position. Returns non-zero on success. `*bytesRead` (never null) is
+/// less than `length` only at the end of the file. It is 0 when the read fails.
 [[gnu::visibility("default")]] int pvOSReadFile(std::int64_t handle, void* buffer, std::uint32_t length,
                                                 std::uint32_t* bytesRead, _OVERLAPPED* overlapped);
 
-/// Moves the file position to an absolute offset and returns it, kSeekFailed for an offset above 2^63 - 1 or
-/// a handle that cannot seek. Positions past the end of the file are legal; reads there find nothing.
+/// Moves the file position to an absolute offset and returns it. Returns kSeekFailed for an offset above 2^63
+/// - 1 or a handle that cannot seek. Positions past the end of the file are legal. A read there delivers no
+/// bytes.
 [[gnu::visibility("default")]] std::uint64_t pvOSSeek(std::int64_t handle, std::uint64_t offset);
 
-/// Low 32 bits of the file's size; the high 32 bits go through `high` when it is not null. 0 for a bad
-/// handle.
+/// Returns the low 32 bits of the file's size and stores the high 32 bits through `high` unless it is null.
+/// The size of a bad handle is 0.
 [[gnu::visibility("default")]] std::uint32_t pvOSGetFileSize(std::int64_t handle, std::uint32_t* high);
 
 /// Non-zero on success.
@@ -50,13 +51,13 @@ pvOSCreateFile(const char* path, std::uint32_t access, std::uint32_t shareMode,
 /// Non-zero when something of that name exists.
 [[gnu::visibility("default")]] int pvOSFileExists(const char* path);
 
-/// Splits a path into work areas of the sizes above. The drive is always empty here; the directory ends in
-/// its last '/'; the extension starts at the name's last '.'. A part that does not fit its area leaves all
-/// four empty: a cut name would name another file.
+/// Splits a path into work areas of the sizes above. The drive is always empty here. The directory ends in
+/// its last '/'. The extension starts at the name's last '.'. When a part does not fit its area, all four are
+/// left empty, because a shortened name would name another file.
 [[gnu::visibility("default")]] void pvOSSplitPath(const char* path, char* drive, char* directory, char* name,
                                                   char* extension);
 
-/// Joins the four parts into `out`, kPathArea bytes; the result is empty when it does not fit.
+/// Joins the four parts into `out`, kPathArea bytes. The result is empty when it does not fit.
 [[gnu::visibility("default")]] void pvOSMakePath(char* out, const char* drive, const char* directory,
                                                  const char* name, const char* extension);
 }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr auto kRawParams = static_cast<std::uint32_t>(InfoText::rawParams);
 
-/// Bytes of a pointer item, of a text with its terminator.
+/// Bytes of a pointer item. A text's terminator counts.
 std::size_t itemSize(std::uint32_t number, const char* item) {
     if (number != kRawParams) return std::strlen(item) + 1;
     std::uint32_t size = 0;
@@ -25,7 +25,7 @@ std::uint32_t qmxInfoSet(QMXINFO* destination, const QMXINFO* source) {
     if (destination == nullptr || source == nullptr) return status::kMissingArgument;
     if (destination == source) return status::kOk;
 
-    // Copied before anything is released: the two records may share texts.
+    // Everything is copied before anything is released: the two records may share texts.
     QMXINFO copy = *source;
     std::uint32_t result = status::kOk;
     for (std::uint32_t number = 0; number < QMXINFO::kTexts; ++number) {
@@ -45,10 +45,9 @@ std::uint32_t qmxInfoSet(QMXINFO* destination, const QMXINFO* source) {
 }
 
 void qmxInfoDelete(QMXINFO* info) {
-    for (char*& item : info->texts) {
-        PVFree(item);
-        item = nullptr;
-    }
+    for (char* const item : info->texts)
+        if (item != nullptr) PVFree(item);
+    *info = {};
 }
 
 std::uint32_t findChannel(std::uint32_t mask, std::uint32_t /*word1*/, std::uint32_t /*word2*/) {

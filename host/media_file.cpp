@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Bit of the open flags that asks for write access, and so for a file to be created.
+/// Bit of the open flags that asks for write access. A file would have to be created.
 constexpr std::uint32_t kOpenForWriting = kAccessWrite;
 
 /// The objects published under their paths.
@@ -42,8 +42,8 @@ class Registry {
 };
 
 Registry& registry() {
-    // Made in place, since a constructor must not fail for want of memory, and never destroyed, since a media
-    // file may outlive every static object of this library.
+    // Constructed in place, because a constructor must not fail when memory runs out. Never destroyed,
+    // because a media file may outlive every static object of this library.
     alignas(Registry) static unsigned char storage[sizeof(Registry)];
     static auto* const theRegistry = ::new (storage) Registry;
     return *theRegistry;
@@ -70,7 +70,7 @@ CAMediaFile::~CAMediaFile() {
 void CAMediaFile::m_setOpen(const char* path, std::uint32_t flags, std::uint32_t /*share*/,
                             _SECURITY_ATTRIBUTES* /*security*/, std::uint32_t /*disposition*/,
                             std::uint32_t /*attributes*/, std::uint32_t /*templateFile*/) {
-    // Kept aside while the earlier open ends: the path may be that open's own.
+    // Copied before the earlier open ends, because the path may be that open's own.
     char stored[sizeof m_fileName] = {};
     const std::size_t length = path != nullptr ? strnlen(path, sizeof stored) : 0;
     if (length < sizeof stored) pvOSCopyMemory(stored, path, length);

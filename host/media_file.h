@@ -1,6 +1,6 @@
-// The host's media-file base class. Its virtual operations are called by slot, so their order is part of the
-// interface: it is fixed here once and never changes. A reader derives from it, fills the embedded records
-// when a clip opens and overrides what it does itself; everything else is answered here.
+// The host's media-file base class. Hosts call its virtual operations by slot, so their order is part of the
+// interface. It is fixed here and never changes. A reader derives from the class, fills the embedded records
+// when a clip opens, and overrides what it does itself. The base class answers everything else.
 #pragma once
 
 #include "host/files.h"
@@ -168,21 +168,21 @@ class [[gnu::visibility("default")]] CAMediaFile {
     }
     virtual std::uint32_t m_GetCodecPrivateData(QMXVIDEO * *video, std::uint32_t * size);
     virtual std::uint32_t m_SetCodecPrivateData(QMXVIDEO * video, std::uint32_t * size);
-    virtual std::uint32_t __Dump(); // NOLINT(bugprone-reserved-identifier): the host's name
+    virtual std::uint32_t __Dump(); // the host's name
 
-    /// Stores path and open flags (an earlier open that was never ended is ended first). A null path, or one
-    /// that does not fit `m_fileName`, is stored empty, so that the open fails.
+    /// Stores path and open flags. An open that was never ended is ended first. A null path, or one that does
+    /// not fit `m_fileName`, is stored empty, so that the open fails.
     void m_setOpen(const char* path, std::uint32_t flags, std::uint32_t share, _SECURITY_ATTRIBUTES* security,
                    std::uint32_t disposition, std::uint32_t attributes, std::uint32_t templateFile);
 
     /// True when the open flags ask for a file to be created or written.
     [[nodiscard]] bool m_fCreateFile() const;
 
-    /// Ends the open: closes `m_hFile`, forgets the path and what was published under it.
+    /// Ends the open: closes `m_hFile`, and forgets the path and what was published under it.
     void m_setClose();
 
-    /// A zero-filled stream record, null when there is no memory. The object owns it from here on and
-    /// releases it in its destructor, wherever the caller puts the pointer.
+    /// Returns a zero-filled stream record, or null when there is no memory. The object owns the record and
+    /// releases it in its destructor, wherever the caller stores the pointer.
     [[nodiscard]] StreamRecord* m_AllocAStream();
 
     /// Number of files that belong to the clip beside its own; this host has none.
@@ -191,8 +191,8 @@ class [[gnu::visibility("default")]] CAMediaFile {
     /// Path of the secondary file with that 0-based index, null when there is none. Owned by the object.
     [[nodiscard]] const char* m_getSecondaryFile(std::uint32_t index) const;
 
-    /// Brings an audio record that was copied from outside in order: a wave format without extension bytes
-    /// beyond the record's room.
+    /// Repairs an audio record that was copied from outside: limits the stated number of extension bytes to
+    /// the record's room.
     void m_fixQMXStruct(QMXAUDIO * audio);
 
     // State that readers fill and the inherited operations report.
@@ -227,11 +227,11 @@ class [[gnu::visibility("default")]] CAMediaFile {
 
 extern "C" {
 
-/// Publishes the description of a media file that has just been opened: the host remembers path and object.
-/// Returns 0, status::kMissingArgument without both, status::kOutOfMemory.
+/// Publishes the description of a media file that has just been opened. The host remembers path and object.
+/// Returns 0, status::kMissingArgument when one of the two is missing, or status::kOutOfMemory.
 [[gnu::visibility("default")]] std::uint32_t mfSetMediaInfo(const char* path, CAMediaFile* file);
 
-/// The object last published under a path, null when there is none; a closed or destroyed object is
+/// The object last published under a path, null when there is none. Closed and destroyed objects are
 /// forgotten.
 [[gnu::visibility("default")]] CAMediaFile* mfGetMediaInfo(const char* path);
 }

@@ -19,8 +19,8 @@ extern "C" {
 
 [[gnu::visibility("default")]] void ZeroMemoryFast(void* destination, std::size_t size);
 
-/// Text of a signed 32-bit value in a radix of 2 to 36, NUL-terminated; a minus sign in radix 10 only. `text`
-/// must hold 33 characters and the terminator, 12 bytes in all in radix 10. Returns `text`.
+/// Writes a signed 32-bit value as text in a radix of 2 to 36, NUL-terminated. Only radix 10 writes a minus
+/// sign. `text` must hold 33 characters and the terminator, or 12 bytes in all in radix 10. Returns `text`.
 [[gnu::visibility("default")]] char* itoa(std::int32_t value, char* text, int radix);
 }
 

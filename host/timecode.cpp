@@ -8,7 +8,7 @@ namespace {
 
 struct TimecodeBase {
     std::uint32_t code;
-    std::uint32_t framesPerSecond; // nominal: what the frame field counts
+    std::uint32_t framesPerSecond; // nominal: the frames that the field counts
     std::uint32_t dropFrames; // frame numbers that drop-frame counting leaves out of a minute, 0 for none
 };
 
@@ -23,7 +23,7 @@ constexpr std::uint8_t kDropFrameFlag = 0x40;
 
 thread_local bool convertedDropFrame = false;
 
-/// Two BCD digits below `limit`. `mask` leaves the flags out that share the byte.
+/// Two BCD digits below `limit`. `mask` removes the flags that share the byte.
 std::optional<std::uint32_t> decimal(std::uint8_t byte, std::uint8_t mask, std::uint32_t limit) {
     const std::uint32_t tens = static_cast<std::uint32_t>(byte & mask) >> 4;
     const std::uint32_t units = byte & 0x0FU;

@@ -21,15 +21,17 @@ inline constexpr std::uint32_t kTimecodeSize = 8;
 
 extern "C" {
 
-/// Converts an 8-byte SMPTE ST 331 binary timecode (BCD frames with the drop-frame flag in bit 6, seconds,
-/// minutes, hours, then user bits) to a frame number in the base that the low byte of `flags` names. The
-/// drop-frame flag counts in the bases 29.97 and 59.94. The frame digits count single frames of the base; two
-/// bits of tens reach 39, so the faster bases start no later than that within a second. A field that is not a
-/// timecode (digits out of range, a frame number that drop-frame counting leaves out), or an unknown base,
-/// gives frame 0 and result 0; otherwise the result is 1. `*frame` is always written.
+/// Converts an 8-byte SMPTE ST 331 binary timecode to a frame number in the base that the low byte of `flags`
+/// names. The field holds BCD frames with the drop-frame flag in bit 6, seconds, minutes, hours, then user
+/// bits. The drop-frame flag counts in the bases 29.97 and 59.94. The frame digits count single frames of the
+/// base. Their two bits of tens reach 39, so a clip in a faster base cannot start later than that within a
+/// second.
+///
+/// Returns 1. Returns 0 and stores frame 0 for an unknown base and for a field that is no timecode: digits
+/// out of range, or a frame number that drop-frame counting leaves out. `*frame` is always written.
 [[gnu::visibility("default")]] int tc2Frame(const void* timecode, std::uint32_t flags, std::uint32_t* frame);
 
 /// Non-zero when the field that tc2Frame converted last on this thread was a drop-frame timecode. A reader
-/// hands the host a frame number; how to write it down is what the host remembers here.
+/// hands the host only a frame number, so the host remembers here how to write it as a timecode.
 [[gnu::visibility("default")]] int tcDropFrame();
 }

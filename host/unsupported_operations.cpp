@@ -1,5 +1,5 @@
-// The virtual operations that this host has no use for. A reader overrides those that it offers; the rest say
-// so and touch nothing.
+// The virtual operations that this host has no use for. They return status::kNotSupported and touch nothing.
+// A reader overrides those that it offers.
 #include "host/media_file.h"
 #include "plugin/status.h"
 
@@ -299,6 +299,6 @@ std::uint32_t CAMediaFile::m_SetCodecPrivateData(QMXVIDEO* /*video*/, std::uint3
     return status::kNotSupported;
 }
 
-std::uint32_t CAMediaFile::__Dump() { // NOLINT(bugprone-reserved-identifier): the host's name
+std::uint32_t CAMediaFile::__Dump() { // the host's name
     return status::kNotSupported;
 }

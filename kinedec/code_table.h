@@ -1,19 +1,28 @@
-// From a plane's code table (one length and one code per magnitude category) to the look-up table by the next
-// 13 bits of the stream.
+// A plane's code table: one prefix code for each magnitude category. Legality, the prefix property and the
+// canonical assignment of codes are defined here and nowhere else.
 #pragma once
 
-#include "kinedec/kinedec.h"
+#include "kinedec/lookup_entry.h"
 
+#include <array>
 #include <cstdint>
 
 namespace kinedec {
 
-/// Whether every used length lies in 1 to 13 and every code below 2^length, so that no code's index range
-/// reaches outside the table. 13 entries each.
-[[nodiscard]] bool isLegalCodeTable(const std::uint16_t* codeLengths, const std::uint16_t* codes);
+/// The code of category c is the low `lengths[c]` bits of `codes[c]`. A category of length 0 has no code.
+struct CodeTable {
+    std::array<std::uint16_t, kKineCategories> lengths{};
+    std::array<std::uint16_t, kKineCategories> codes{};
 
-/// Clears and fills all 8192 entries of `table` from a legal code table. Where codes are not prefix-free the
-/// later category wins. Differences follow EXTEND (ITU-T T.81, F.2.2.1).
-void buildCodeTable(const std::uint16_t* codeLengths, const std::uint16_t* codes, KineDecEntry* table);
+    /// True when every used length is at most 13 and its code lies below 2^length.
+    [[nodiscard]] bool isLegal() const;
+    /// True when the table is legal and no code begins with another one.
+    [[nodiscard]] bool isPrefixCode() const;
+};
+
+/// Gives the lengths of a table their canonical codes: shorter codes first, then lower categories. Lengths
+/// are at most 13. The result is a prefix code when the lengths satisfy Kraft's inequality. Otherwise the
+/// codes wrap round and overlap.
+void assignCanonicalCodes(CodeTable& table);
 
 } // namespace kinedec

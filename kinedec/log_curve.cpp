@@ -31,7 +31,7 @@ constinit _kine_curve_param table[16] = {
 
 namespace {
 
-// The remapping of linear values: 0 goes to -kOffset, 1 to very nearly 1.
+// The remapping of linear values. It takes 0 to -kOffset and 1 almost to 1.
 constexpr double kGain = 1.06362473;
 constexpr double kOffset = 0.06362466;
 

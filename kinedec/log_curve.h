@@ -1,12 +1,13 @@
-// The camera's logarithmic curves, for outside callers: a straight segment up to a cut point and a base-10
-// logarithm above it, behind a fixed linear remapping of the input. Nothing in the reader itself uses them.
+// The camera's logarithmic curves, for outside callers. A fixed linear remapping of the input comes first.
+// Then follows a straight segment up to a cut point and a base-10 logarithm above it. The reader itself uses
+// none of them.
 #pragma once
 
 #include <cstdint>
 
-/// One curve. With y the remapped linear value, encoded = c * log10(a * y + b) + d above `cut` and e * y + f
-/// up to it.
-struct _kine_curve_param { // NOLINT(bugprone-reserved-identifier): the name outside callers know
+/// One curve. With y the remapped linear value, the encoded value is c * log10(a * y + b) + d above `cut`,
+/// and e * y + f up to it.
+struct _kine_curve_param { // the name that outside callers know
     std::int32_t id;       ///< names the curve
     float cut;             ///< remapped linear values above it are on the logarithmic segment
     float a;
@@ -19,14 +20,14 @@ struct _kine_curve_param { // NOLINT(bugprone-reserved-identifier): the name out
 };
 static_assert(sizeof(_kine_curve_param) == 36);
 
-/// Curves with the ids 11 to 26 in order: the one with id k is `table[k - 11]`. Writable, so that a caller
-/// can bring curves of its own.
+/// Curves with the ids 11 to 26 in order: `table[k - 11]` has the id k. The table is writable, so that a
+/// caller can install curves of its own.
 [[gnu::visibility("default")]] extern _kine_curve_param table[16];
 
 /// Encodes a linear value (0 black, 1 white; any float) under `curve`, which is only read. The result lies in
-/// [0, 1]; it is 0 as well where the logarithm has no value, and NaN for NaN.
+/// [0, 1]. It is 0 where the logarithm has no value, and NaN for NaN.
 [[gnu::visibility("default")]] float lin2log(const _kine_curve_param* curve, float linear);
 
-/// The linear value of an encoded one (0 to 1; any float) under `curve`, which is only read. The result lies
-/// in [0, 1], and is NaN for NaN. Takes back lin2log wherever neither of the two clamps.
+/// Decodes an encoded value (0 to 1; any float) under `curve`, which is only read. The result lies in [0, 1],
+/// and is NaN for NaN. It inverts lin2log wherever neither of the two clamps.
 [[gnu::visibility("default")]] float log2lin(const _kine_curve_param* curve, float encoded);

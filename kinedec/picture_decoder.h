@@ -1,29 +1,40 @@
-// The whole-picture decoder: the four planes of a frame decoded side by side, straight into the mosaic.
-// KineDec defines the coding; this gives the same picture faster, or declines.
+// The whole-picture decoder: the four planes of a frame decoded side by side, straight into the mosaic. The
+// plane decoder defines the coding. This one gives the same picture faster, or declines.
 #pragma once
 
+#include "kinedec/code_table.h"
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 
-/// One compressed plane, as KineDec::decode takes it. Everything is borrowed for the call.
+namespace kinedec {
+
+/// One compressed plane. The bytes are borrowed.
 struct PlaneStream {
-    const std::uint16_t* codeLengths; ///< 13, by category
-    const std::uint16_t* codes;       ///< 13, by category
-    const std::uint8_t* bytes;        ///< `size` bytes of the stream, then kPlanePadding zero bytes
-    std::size_t size;
-    std::int32_t shift;
+    CodeTable table;
+    std::span<const std::uint8_t> bytes; ///< the picture decoder wants kPlanePadding zero bytes behind them
+    std::int32_t shift = 0;
 };
 
 /// Zero bytes that have to follow each plane's bytes: how far one stretch of samples can reach past the end
 /// of a stream that runs out.
 inline constexpr std::size_t kPlanePadding = 512;
 
+/// Bits that the codes of each plane take. They exceed a stream's bits when it ran out.
+using PlaneBits = std::array<std::uint64_t, 4>;
+
 /// Decodes a frame's four planes and lays them out as one mosaic: `width` x `height` samples at `dst`, row
-/// after row, planes 0 and 1 alternating in even rows, 2 and 3 in odd rows. `width` and `height` are even;
-/// `dst` needs no alignment. A stream that runs out supplies zeros. Allocates nothing; uses less than 16 KiB
-/// of stack. True: the picture is, bit for bit, what four calls of KineDec::decode and their interleaving
-/// give. False: a table or shift is outside what this decoder takes, or a stream holds a pattern without a
-/// code; `dst` then holds anything, and KineDec has the last word on each plane.
-[[nodiscard]] bool decodePicture(std::span<const PlaneStream, 4> planes, std::uint32_t width,
-                                 std::uint32_t height, std::uint16_t* dst) noexcept;
+/// after row, planes 0 and 1 alternating in even rows, 2 and 3 in odd rows. `width` and `height` are even.
+/// `dst` needs no alignment. A stream that runs out supplies zeros. The call allocates nothing and uses less
+/// than 20 KiB of stack. When it returns bits, the picture is, bit for bit, what decoding each plane and
+/// interleaving them gives. It returns nothing when a code table is no prefix code, a shift is outside 0 to
+/// 31, or a stream holds a pattern without a code. The contents of `dst` are then unspecified; decode each
+/// plane with decodePlane.
+[[nodiscard]] std::optional<PlaneBits> decodePicture(std::span<const PlaneStream, 4> planes,
+                                                     std::uint32_t width, std::uint32_t height,
+                                                     std::uint16_t* dst) noexcept;
+
+} // namespace kinedec

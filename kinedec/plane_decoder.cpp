@@ -1,9 +1,6 @@
 // Difference decoding, prediction, the row loop and the shift pass.
 #include "kinedec/plane_decoder.h"
 
-#include "host/error_output.h"
-#include "kinedec/code_table.h"
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -12,27 +9,22 @@ namespace kinedec {
 
 namespace {
 
-int reportCodecError(std::int32_t samplesLeft) {
-    ErrOut("codec error: %X!\n", static_cast<std::uint32_t>(samplesLeft));
-    return 0;
-}
-
 bool isInContract(const PlaneParameters& plane) {
-    if (plane.count < 0 || plane.shift < 0 || plane.shift > 31) return false;
-    if (plane.count > 0 && plane.rowLength < 1) return false;
-    return isLegalCodeTable(plane.codeLengths, plane.codes);
+    return plane.count >= 0 && plane.shift >= 0 && plane.shift <= 31 && plane.rowLength >= 1 &&
+           plane.table.isLegal();
 }
 
-// The look-up table of one plane. The chain of look-ups waits for the bits that each code takes and for
-// nothing else, so those stand by themselves a second time, small enough to stay in the first-level cache.
-struct PlaneTable {
-    explicit PlaneTable(const KineDecEntry* tableEntries) : entries(tableEntries) {
-        std::transform(entries, entries + bits.size(), bits.begin(),
-                       [](const KineDecEntry& entry) { return static_cast<std::uint8_t>(entry.bits); });
+// The look-up table and, a second time, the number of bits of each entry. The chain of look-ups waits for
+// these numbers and for nothing else. By themselves they are small enough to stay in the first-level cache.
+struct SplitTable {
+    explicit SplitTable(LookupTableView lookup) : entries(lookup.data()) {
+        std::ranges::transform(lookup, bits.begin(), [](const KineDecEntry& entry) {
+            return static_cast<std::uint8_t>(entry.bits);
+        });
     }
 
     const KineDecEntry* entries;
-    std::array<std::uint8_t, std::size_t{1} << kKineIndexBits> bits; // of the entries, in their order
+    std::array<std::uint8_t, kLookupSize> bits; // of the entries, in their order
 };
 
 // A difference whose magnitude bits reach past the index.
@@ -47,7 +39,7 @@ template <class BitReader>
 
 // Adds the next difference to `sample`, modulo 65536. False: no code starts like this.
 template <class BitReader>
-[[gnu::always_inline]] inline bool addDifference(BitReader& stream, const PlaneTable& table,
+[[gnu::always_inline]] inline bool addDifference(BitReader& stream, const SplitTable& table,
                                                  std::uint32_t& sample) {
     const std::uint32_t index = stream.field(kKineIndexBits);
     const std::uint32_t bits = table.bits[index];
@@ -68,15 +60,20 @@ void storeSample(std::uint16_t* place, std::uint32_t value) {
     std::memcpy(place, &sample, sizeof sample);
 }
 
-// One row. `prediction` is that of the row's first sample and becomes that of the next row's. A row that is
-// not stored is decoded for its first sample and to keep in step. A function of its own, with all that it
-// calls inlined and the reader a local, so that the compiler keeps the reader's state in registers.
+// Decodes one row. `prediction` is that of the row's first sample and becomes that of the next row's. A row
+// that is not stored is decoded for its first sample and to keep in step. When a code is missing, `source`
+// stands at it. The function is not inlined, all that it calls is, and the reader is a local: so the compiler
+// keeps the reader's state in registers.
 template <bool kStore, class BitReader>
-[[gnu::noinline]] bool decodeRow(BitReader& source, const PlaneTable& table, std::int32_t rowLength,
+[[gnu::noinline]] bool decodeRow(BitReader& source, const SplitTable& table, std::int32_t rowLength,
                                  std::uint32_t& prediction, std::uint16_t* row, std::ptrdiff_t sampleStride) {
     BitReader stream = source;
+    const auto stopAt = [&source](const BitReader& position, bool decoded) {
+        source = position;
+        return decoded;
+    };
     stream.refill();
-    if (!addDifference(stream, table, prediction)) return false;
+    if (!addDifference(stream, table, prediction)) return stopAt(stream, false);
     std::uint32_t sample = prediction;
     if constexpr (kStore) storeSample(row, sample);
     std::ptrdiff_t place = sampleStride;
@@ -84,13 +81,12 @@ template <bool kStore, class BitReader>
         stream.refill();
         const std::int32_t group = std::min(left, BitReader::kSamplesPerRefill);
         for (std::int32_t i = 0; i < group; ++i, place += sampleStride) {
-            if (!addDifference(stream, table, sample)) return false;
+            if (!addDifference(stream, table, sample)) return stopAt(stream, false);
             if constexpr (kStore) storeSample(row + place, sample);
         }
         left -= group;
     }
-    source = stream;
-    return true;
+    return stopAt(stream, true);
 }
 
 void shiftSamples(const PlaneOutput& output, std::int64_t samples, std::int32_t rowLength,
@@ -107,42 +103,52 @@ void shiftSamples(const PlaneOutput& output, std::int64_t samples, std::int32_t 
 }
 
 template <class BitReader>
-int decodeWith(KineDec& decoder, BitReader stream, const PlaneParameters& plane, StoredRows stored,
-               const PlaneOutput& output) {
-    if (!isInContract(plane)) return reportCodecError(plane.count);
-    buildCodeTable(plane.codeLengths, plane.codes, decoder.m_table);
+PlaneResult decodeWith(LookupTableView lookup, BitReader stream, const PlaneParameters& plane,
+                       StoredRows stored, const PlaneOutput& output) {
+    PlaneResult result;
+    result.samplesLeft = plane.count;
+    if (plane.table.isLegal()) buildLookupTable(plane.table, lookup);
+    if (plane.count == 0) {
+        result.decoded = true;
+        return result;
+    }
+    if (!isInContract(plane)) return result;
 
-    const PlaneTable table(decoder.m_table);
+    const SplitTable table(lookup);
     std::uint32_t prediction = 0;
     std::ptrdiff_t storedRows = 0;
-    bool store = true;
-    for (std::int32_t left = plane.count; left > 0; left -= plane.rowLength) {
+    bool store = stored != StoredRows::none;
+    for (; result.samplesLeft > 0; result.samplesLeft -= plane.rowLength) {
         std::uint16_t* row = output.samples + storedRows * output.rowStride;
         const bool decoded =
             store ? decodeRow<true>(stream, table, plane.rowLength, prediction, row, output.sampleStride)
                   : decodeRow<false>(stream, table, plane.rowLength, prediction, row, output.sampleStride);
-        if (!decoded) return reportCodecError(left);
+        result.bitsUsed = stream.bitsUsed();
+        if (!decoded) return result;
+        if (!stream.isPastEnd()) ++result.rowsInData;
         if (store) ++storedRows;
-        store = stored == StoredRows::all || !store;
+        store = stored == StoredRows::all || (stored == StoredRows::even && !store);
     }
+    result.decoded = true;
+    result.samplesLeft = 0;
     if (plane.shift != 0) {
         const std::int64_t decodedSamples = std::int64_t{storedRows} * plane.rowLength;
         shiftSamples(output, std::min<std::int64_t>(decodedSamples, plane.count), plane.rowLength,
                      plane.shift);
     }
-    return 1;
+    return result;
 }
 
 } // namespace
 
-int decodePlane(KineDec& decoder, BoundedBitReader stream, const PlaneParameters& plane, StoredRows stored,
-                const PlaneOutput& output) {
-    return decodeWith(decoder, stream, plane, stored, output);
+PlaneResult decodePlane(LookupTableView lookup, BoundedBitReader stream, const PlaneParameters& plane,
+                        StoredRows stored, const PlaneOutput& output) {
+    return decodeWith(lookup, stream, plane, stored, output);
 }
 
-int decodePlane(KineDec& decoder, ByteBitReader stream, const PlaneParameters& plane, StoredRows stored,
-                const PlaneOutput& output) {
-    return decodeWith(decoder, stream, plane, stored, output);
+PlaneResult decodePlane(LookupTableView lookup, ByteBitReader stream, const PlaneParameters& plane,
+                        StoredRows stored, const PlaneOutput& output) {
+    return decodeWith(lookup, stream, plane, stored, output);
 }
 
 } // namespace kinedec

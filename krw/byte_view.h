@@ -1,5 +1,5 @@
-// The one way to read a value out of file bytes: a bounds-checked little-endian view that never casts a
-// pointer.
+// A bounds-checked little-endian view over file bytes. It is the only way in which values are read out of
+// them; no pointer is ever cast.
 #pragma once
 
 #include <bit>
@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <span>
 
-/// View over bytes that somebody else owns. A value that does not lie wholly inside reads as 0; callers that
-/// need to know ask `contains` once and then read freely.
+/// View over bytes that the caller owns. A value that does not lie wholly inside reads as 0. A caller that
+/// must know asks `contains` once and then reads freely.
 class ByteView {
   public:
     explicit constexpr ByteView(std::span<const std::uint8_t> bytes) : m_bytes(bytes) {}

@@ -1,6 +1,6 @@
 #include "krw/file_header.h"
 
-#include "host/files.h"
+#include "krw/file_access.h"
 
 #include <algorithm>
 #include <array>
@@ -13,20 +13,22 @@ constexpr std::array<std::uint32_t, 3> kKnownCompressions{1, 9, 10};
 
 } // namespace
 
-HeaderRead readFileHeader(std::int64_t handle, std::span<std::uint8_t, krwfile::kHeaderSize> header) {
-    std::uint32_t bytesRead = 0;
-    if (pvOSReadFile(handle, header.data(), static_cast<std::uint32_t>(header.size()), &bytesRead, nullptr) ==
-        0)
-        return HeaderRead::failed;
-    return bytesRead < header.size() ? HeaderRead::shortRead : HeaderRead::ok;
+const HeaderFault* readFileHeader(std::int64_t handle, std::span<std::uint8_t, krwfile::kHeaderSize> header) {
+    switch (readFully(handle, header)) {
+    case FileRead::complete:
+        break;
+    case FileRead::cutShort:
+        return &kHeaderCutShort;
+    default:
+        return &kHeaderUnreadable;
+    }
+    const ByteView view{header};
+    const bool readable = view.u16(0) == krwfile::kLittleEndianMark &&
+                          view.u16(krwfile::kEntryCountOffset) <= krwfile::kMaxEntries;
+    return readable ? nullptr : &kForeignHeader;
 }
 
-bool isWalkable(ByteView header) {
-    return header.u16(0) == krwfile::kLittleEndianMark &&
-           header.u16(krwfile::kEntryCountOffset) <= krwfile::kMaxEntries;
-}
-
-HeaderTags walkDirectory(ByteView header) {
+HeaderTags readIfd(ByteView header) {
     HeaderTags tags;
     const std::size_t count = header.u16(krwfile::kEntryCountOffset);
     for (std::size_t i = 0; i < count; ++i) {

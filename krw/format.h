@@ -1,9 +1,10 @@
-// Where everything lies in a KRW clip: offsets, sizes and constants of the file, for the reader and for the
-// clip writer of the tools. All values in the file are little-endian.
+// The layout of a KRW clip: offsets, sizes and constants, for the reader and for the programs that write
+// clips. All values in the file are little-endian.
 //
-// A clip is a run of frame records from offset 0. The first begins with a TIFF/DNG-style header whose
-// DNGPrivateData tag gives the place of the DANRAW_HEADER inside every record. The file may end with the
-// stored frame table and, at the start of its last 4096-byte block, the trailer that points at it.
+// A clip is a run of frame records from offset 0. The first record begins with a TIFF/DNG-style header. The
+// header's DNGPrivateData tag gives the offset of the DANRAW_HEADER inside every record. A finished clip ends
+// with the stored frame table and a trailer that points at the table. The trailer lies at the start of the
+// file's last 4096-byte block.
 #pragma once
 
 #include <cstddef>
@@ -32,7 +33,7 @@ namespace danraw {
 inline constexpr std::size_t kSize = 1494;
 inline constexpr std::uint32_t kSignature = 0x484D4344; // "DCMH"
 
-/// A fixed-width text: all its bytes belong to it, the first NUL inside ends it.
+/// A fixed-width text. It ends at the first NUL inside, or at the end of its bytes.
 struct TextField {
     std::size_t offset;
     std::size_t size;
@@ -87,7 +88,7 @@ inline constexpr std::uint32_t kMagic = 0x5457524B; // "KRWT"
 inline constexpr std::size_t kMagicOffset = 0;
 inline constexpr std::size_t kFrameCount = 4;
 inline constexpr std::size_t kTableOffset = 8;
-inline constexpr std::int32_t kFrameLimit = 1 << 29; // counts stay below, so that a table's bytes fit 32 bits
+inline constexpr std::int32_t kFrameLimit = 1 << 29; // first count refused: its table needs 2^32 bytes
 inline constexpr std::size_t kEntrySize = 8;
 } // namespace trailer
 

@@ -25,9 +25,9 @@ PlaneDescriptor planeDescriptor(ByteView danraw, std::size_t plane) {
     result.dataOffset = descriptor.u32(layout::kDataOffset);
     result.dataSize = descriptor.u32(layout::kDataSize);
     result.shift = descriptor.i32(layout::kShift);
-    for (std::size_t i = 0; i < layout::kStoredCategories; ++i) {
-        result.codeLengths[i] = descriptor.u16(layout::kCodeLengths + 2 * i);
-        result.codes[i] = descriptor.u16(layout::kCodes + 2 * i);
+    for (std::size_t category = 0; category < kKineCategories; ++category) {
+        result.table.lengths[category] = descriptor.u16(layout::kCodeLengths + 2 * category);
+        result.table.codes[category] = descriptor.u16(layout::kCodes + 2 * category);
     }
     return result;
 }

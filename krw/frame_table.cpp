@@ -2,6 +2,7 @@
 
 #include "host/files.h"
 #include "krw/byte_view.h"
+#include "krw/file_access.h"
 #include "krw/format.h"
 #include "krw/frame_record.h"
 
@@ -18,9 +19,9 @@ struct FreeDeleter {
 };
 using Table = std::unique_ptr<std::uint64_t, FreeDeleter>;
 
-// One growth step of the scan, 32 KiB of offsets.
+// Entries that one growth step of the scan adds: 32 KiB of offsets.
 constexpr std::int32_t kGrowth = 4096;
-// The last capacity that a signed 32-bit entry count can grow to in such steps.
+// The largest capacity that a signed 32-bit entry count reaches in such steps.
 constexpr std::int32_t kLastCapacity = 0x7FFFF000;
 
 std::uint64_t fileSize(std::int64_t handle) {
@@ -29,18 +30,13 @@ std::uint64_t fileSize(std::int64_t handle) {
     return std::uint64_t{high} << 32 | low;
 }
 
-bool readExactly(std::int64_t handle, void* buffer, std::uint32_t length) {
-    std::uint32_t bytesRead = 0;
-    return pvOSReadFile(handle, buffer, length, &bytesRead, nullptr) != 0 && bytesRead == length;
-}
-
 struct StoredTable {
     std::uint64_t offset;
     std::int32_t frameCount;
     std::uint32_t bytes;
 };
 
-/// Where the trailer says that the table lies; nothing when the table cannot lie there.
+/// The place of the stored table. Nothing when the table cannot lie where the trailer says.
 std::optional<StoredTable> locateStoredTable(ByteView trailer, std::uint64_t size) {
     const std::int32_t frameCount = trailer.i32(krwfile::trailer::kFrameCount);
     if (frameCount <= 0 || frameCount >= krwfile::trailer::kFrameLimit) return std::nullopt;
@@ -51,7 +47,7 @@ std::optional<StoredTable> locateStoredTable(ByteView trailer, std::uint64_t siz
     return StoredTable{offset, frameCount, bytes};
 }
 
-/// Makes room for one more step of entries. False, with the table released, when there is no memory.
+/// Makes room for one more step of entries. Without memory, releases the table and returns false.
 bool grow(Table& table, std::int32_t& capacity) {
     capacity += kGrowth;
     void* grown = std::realloc(table.get(), static_cast<std::size_t>(capacity) * sizeof(std::uint64_t));
@@ -79,8 +75,7 @@ std::uint64_t* krw2_get_frame_table(std::int64_t handle, std::int32_t* frameCoun
     const ByteView trailer{bytes};
     bool hasTrailer = false;
     if (size - trailerStart >= krwfile::trailer::kSize) {
-        if (pvOSSeek(handle, trailerStart) == kSeekFailed) return nullptr;
-        if (!readExactly(handle, bytes.data(), krwfile::trailer::kSize)) return nullptr;
+        if (readFullyAt(handle, trailerStart, bytes) != FileRead::complete) return nullptr;
         hasTrailer = trailer.u32(krwfile::trailer::kMagicOffset) == krwfile::trailer::kMagic;
     }
     if (!hasTrailer) {
@@ -91,10 +86,10 @@ std::uint64_t* krw2_get_frame_table(std::int64_t handle, std::int32_t* frameCoun
     const std::optional<StoredTable> stored = locateStoredTable(trailer, size);
     if (!stored) return nullptr;
     Table table(static_cast<std::uint64_t*>(std::malloc(stored->bytes)));
-    if (table == nullptr || pvOSSeek(handle, stored->offset) == kSeekFailed ||
-        !readExactly(handle, table.get(), stored->bytes))
-        return nullptr;
-    static_assert(std::endian::native == std::endian::little, "stored offsets are used as they are read");
+    if (table == nullptr) return nullptr;
+    // The machine is little-endian, as the file is: the offsets are used as they are read.
+    const std::span tableBytes(reinterpret_cast<std::uint8_t*>(table.get()), stored->bytes);
+    if (readFullyAt(handle, stored->offset, tableBytes) != FileRead::complete) return nullptr;
     *frameCount = stored->frameCount;
     return table.release();
 }
@@ -111,8 +106,7 @@ std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frame
     const ByteView header{bytes};
     const auto headerDistance = static_cast<std::uint64_t>(std::int64_t{danrawOffset});
     while (true) {
-        if (pvOSSeek(handle, position + headerDistance) == kSeekFailed) break;
-        if (!readExactly(handle, bytes.data(), krwfile::danraw::kSize)) break;
+        if (readFullyAt(handle, position + headerDistance, bytes) != FileRead::complete) break;
         if (!hasDanrawSignature(header)) break;
 
         if (*frameCount == capacity) {

@@ -1,18 +1,19 @@
-// The frame table: one file offset per frame, stored in the file behind a trailer or rebuilt by walking the
-// chain of records.
+// The frame table: one file offset per frame. It is stored in the file behind a trailer, or rebuilt by
+// following the chain of records.
 #pragma once
 
 #include <cstdint>
 
-/// Looks for the stored table and falls back to the scan when the file has no trailer. `danrawOffset` is the
-/// place of the DANRAW_HEADER inside a record. Returns `*frameCount` record offsets in frame order in a block
-/// of malloc, which the caller releases with free; null when there is no table. A stored table's entries are
-/// taken as they stand. Moves the handle's file position; writes its progress to standard output.
+/// Looks for the stored table, and scans the records when the file has no trailer. `danrawOffset` is the
+/// offset of the DANRAW_HEADER inside a record. Returns `*frameCount` record offsets in frame order, or null
+/// when there is no table. The block comes from malloc, and the caller releases it with free. The entries of
+/// a stored table are not checked. The call moves the handle's file position and writes its progress to
+/// standard output.
 [[nodiscard]] std::uint64_t* krw2_get_frame_table(std::int64_t handle, std::int32_t* frameCount,
                                                   std::int32_t danrawOffset);
 
-/// Walks the records from the start of the file by the length that each one states, up to the first that
-/// cannot be read whole or has no signature. Null for fewer than two records, with the number found in
-/// `*frameCount`.
+/// Scans the records from the start of the file. Each states its length and so the start of the next. The
+/// scan ends at the first record that cannot be read whole or has no signature. Returns null for fewer than
+/// two records; `*frameCount` has the number found.
 [[nodiscard]] std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frameCount,
                                                       std::int32_t danrawOffset);

@@ -1,4 +1,4 @@
-// The reader's error and warning lines, in the form that the host's log expects them.
+// The reader's error and warning lines, in the form that hosts expect.
 #pragma once
 
 /// Logs one message as an error or a warning of this plug-in. Messages are used as they stand.

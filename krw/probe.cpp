@@ -14,27 +14,21 @@ namespace {
 // A single picture is not a clip.
 constexpr std::int32_t kFewestFrames = 2;
 
+std::uint32_t reject(const HeaderFault& fault) {
+    if (fault.probeWarns)
+        logWarning(fault.probeMessage);
+    else
+        logError(fault.probeMessage);
+    return fault.code;
+}
+
 std::uint32_t checkOpenFile(std::int64_t handle) {
-    std::array<std::uint8_t, krwfile::kHeaderSize> bytes{};
-    if (readFileHeader(handle, bytes) != HeaderRead::ok) {
-        logWarning("Error: read DNG header\n");
-        return status::kBadHeader;
-    }
-    const ByteView header{bytes};
-    if (!isWalkable(header)) {
-        logWarning("Endian mismatch!\n");
-        return status::kBadHeader;
-    }
-    const HeaderTags tags = walkDirectory(header);
-    if (!tags.compressionKnown) {
-        logError("Unexpected compression.\n");
-        return status::kUnreadable;
-    }
+    std::array<std::uint8_t, krwfile::kHeaderSize> header{};
+    if (const HeaderFault* fault = readFileHeader(handle, header); fault != nullptr) return reject(*fault);
+    const HeaderTags tags = readIfd(ByteView{header});
+    if (!tags.compressionKnown) return reject(kUnknownCompression);
     const std::int32_t danrawOffset = tags.danrawOffset.value_or(0);
-    if (danrawOffset <= 0) {
-        logError("No DANRAW_HEADER!\n");
-        return status::kNoDanraw;
-    }
+    if (danrawOffset <= 0) return reject(kNoDanrawHeader);
     std::int32_t frameCount = 0;
     std::uint64_t* table = krw2_get_frame_table(handle, &frameCount, danrawOffset);
     const bool readable = table != nullptr && frameCount >= kFewestFrames;

@@ -1,20 +1,21 @@
 // CMFKrw::Read: frames, size queries and file references.
-#include "host/files.h"
+#include "kinedec/codec_error.h"
 #include "kinedec/picture_decoder.h"
 #include "kinedec/plane_decoder.h"
+#include "krw/coded_frame.h"
+#include "krw/file_access.h"
 #include "krw/frame_record.h"
 #include "krw/log.h"
 #include "plugin/cmfkrw.h"
 #include "plugin/status.h"
 
 #include <array>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
+#include <span>
 
 namespace {
 
-// What the host finds in a frame record's flags and reference kind.
+// Values that the host finds in a frame record.
 constexpr std::uint32_t kFrameFlagsCleared = 0x40008000;
 constexpr std::uint32_t kFrameFlagsSet = 0x10020000;
 constexpr std::uint32_t kVideoReferenceFlags = 0x50000001;
@@ -27,7 +28,7 @@ std::uint32_t fail(const char* message, std::uint32_t code) {
     return code;
 }
 
-/// Stands the clip's own file in a frame record.
+/// Fills a frame record with a reference to the clip.
 void referToClip(DFRAME& dframe, const CAMediaFile& clip, std::uint32_t framesLeft) {
     static_assert(sizeof dframe.fileName == sizeof clip.m_fileName);
     dframe.framesLeft = framesLeft;
@@ -36,91 +37,35 @@ void referToClip(DFRAME& dframe, const CAMediaFile& clip, std::uint32_t framesLe
     std::memcpy(dframe.fileName, clip.m_fileName, std::strlen(clip.m_fileName) + 1);
 }
 
-/// A frame's compressed planes in memory, as far as they could be had.
-class CodedFrame {
-  public:
-    CodedFrame(ByteView danraw, std::uint32_t pixels, std::uint64_t recordStart)
-        : m_recordStart(recordStart) {
-        for (std::size_t k = 0; k < krwfile::plane::kCount; ++k)
-            m_descriptors[k] = planeDescriptor(danraw, k);
-        while (m_wellPlaced < krwfile::plane::kCount && m_descriptors[m_wellPlaced].fits(pixels, recordStart))
-            ++m_wellPlaced;
-    }
+/// Decodes one plane of a frame of that size and logs an error in it. Not inlined, so that the look-up table
+/// takes stack only when it is needed.
+[[gnu::noinline]] void decodePlaneAlone(const kinedec::PlaneStream& plane, FrameSize size,
+                                        kinedec::StoredRows stored, const kinedec::PlaneOutput& output) {
+    kinedec::LookupTable lookup;
+    const kinedec::PlaneParameters parameters{plane.table, static_cast<std::int32_t>(size.pixels() / 4),
+                                              plane.shift, size.width / 2};
+    const kinedec::PlaneResult result =
+        decodePlane(lookup, kinedec::BoundedBitReader(plane.bytes), parameters, stored, output);
+    if (!result.decoded) kinedec::logCodecError(result.samplesLeft);
+}
 
-    /// Takes the memory for every plane that the record places well: their bytes, each with its padding.
-    [[nodiscard]] bool allocate() {
-        std::size_t size = 0;
-        for (std::size_t k = 0; k < m_wellPlaced; ++k)
-            size += m_descriptors[k].dataSize + kPlanePadding;
-        m_block.reset(static_cast<std::uint8_t*>(std::malloc(size == 0 ? 1 : size)));
-        return m_block != nullptr;
-    }
+/// Logs the errors in the planes that were read. No sample is stored.
+void reportPlanes(const CodedFrame& coded, FrameSize size) {
+    for (const kinedec::PlaneStream& plane : coded.planes())
+        decodePlaneAlone(plane, size, kinedec::StoredRows::none, {});
+}
 
-    struct Failure {
-        const char* message = nullptr;
-        std::uint32_t code = status::kOk;
-    };
-
-    /// Reads the planes in order up to the first that cannot be had, and says why that one cannot.
-    [[nodiscard]] Failure read(std::int64_t handle) {
-        std::uint8_t* place = m_block.get();
-        for (; m_planesRead < m_wellPlaced; ++m_planesRead) {
-            const PlaneDescriptor& descriptor = m_descriptors[m_planesRead];
-            std::uint32_t bytesRead = 0;
-            if (pvOSSeek(handle, m_recordStart + descriptor.dataOffset) == kSeekFailed)
-                return {"error read plan data\n", status::kBadRecord};
-            if (pvOSReadFile(handle, place, descriptor.dataSize, &bytesRead, nullptr) == 0 ||
-                bytesRead < descriptor.dataSize)
-                return {"error read plan data\n", status::kPlaneRead};
-            std::memset(place + descriptor.dataSize, 0, kPlanePadding);
-            m_planes[m_planesRead] = {descriptor.codeLengths.data(), descriptor.codes.data(), place,
-                                      descriptor.dataSize, descriptor.shift};
-            place += descriptor.dataSize + kPlanePadding;
-        }
-        if (m_wellPlaced < krwfile::plane::kCount)
-            return {"Invalid KRW plane size or offset\n", status::kBadRecord};
-        return {};
-    }
-
-    /// Decodes the planes that were read for their messages alone, as if no later plane had been looked at.
-    void reportPlanes(FrameSize size) const {
-        std::uint16_t nowhere = 0;
-        for (std::size_t k = 0; k < m_planesRead; ++k)
-            decodeAlone(k, size, {&nowhere, 0, 0});
-    }
-
-    /// Decodes all four planes into the picture, W x H samples. What a rejected plane did not reach is 0.
-    void decode(FrameSize size, std::uint16_t* picture) const {
-        const auto width = static_cast<std::uint32_t>(size.width);
-        if (decodePicture(m_planes, width, static_cast<std::uint32_t>(size.height), picture)) return;
-        std::memset(picture, 0, std::size_t{2} * size.pixels());
-        for (std::size_t k = 0; k < krwfile::plane::kCount; ++k)
-            decodeAlone(k, size, {picture + k / 2 * width + k % 2, 2, 2 * std::ptrdiff_t{size.width}});
-    }
-
-  private:
-    // Apart from the others, so that its table is on the stack only when it is needed.
-    [[gnu::noinline]] void decodeAlone(std::size_t plane, FrameSize size,
-                                       const kinedec::PlaneOutput& output) const {
-        KineDec decoder;
-        const PlaneStream& stream = m_planes[plane];
-        kinedec::decodePlane(decoder, kinedec::BoundedBitReader({stream.bytes, stream.size}),
-                             {stream.codeLengths, stream.codes, static_cast<std::int32_t>(size.pixels() / 4),
-                              stream.shift, size.width / 2},
-                             kinedec::StoredRows::all, output);
-    }
-
-    struct FreeDeleter {
-        void operator()(std::uint8_t* block) const { std::free(block); }
-    };
-
-    std::uint64_t m_recordStart;
-    std::array<PlaneDescriptor, krwfile::plane::kCount> m_descriptors{};
-    std::size_t m_wellPlaced = 0;
-    std::size_t m_planesRead = 0;
-    std::unique_ptr<std::uint8_t, FreeDeleter> m_block;
-    std::array<PlaneStream, krwfile::plane::kCount> m_planes{};
-};
+/// Decodes all four planes into the picture, W x H samples. Samples that a rejected plane did not reach are
+/// 0.
+void decodePlanes(const CodedFrame& coded, FrameSize size, std::uint16_t* picture) {
+    const std::span planes = coded.planes().first<krwfile::plane::kCount>();
+    const auto width = static_cast<std::uint32_t>(size.width);
+    if (decodePicture(planes, width, static_cast<std::uint32_t>(size.height), picture)) return;
+    std::memset(picture, 0, std::size_t{2} * size.pixels());
+    for (std::size_t k = 0; k < planes.size(); ++k)
+        decodePlaneAlone(planes[k], size, kinedec::StoredRows::all,
+                         {picture + k / 2 * width + k % 2, 2, 2 * std::ptrdiff_t{size.width}});
+}
 
 } // namespace
 
@@ -156,7 +101,7 @@ std::uint32_t CMFKrw::readVideo(StreamRecord* stream, std::uint32_t frame, std::
         referToClip(*dframe, *this, m_vid.stream.dwLength - frame);
         return status::kOk;
     }
-    // The stream record may outlive the table that it was filled for when a later open fails half-way.
+    // After a later Open that failed, the stream record can describe more frames than the table has.
     if (frame >= m_frameTableLength) return status::kNoFile;
     return readPicture(*stream, frame, frameCount, *dframe);
 }
@@ -170,12 +115,9 @@ std::uint32_t CMFKrw::readPicture(StreamRecord& stream, std::uint32_t frame, std
     m_frameBase = static_cast<std::int64_t>(recordStart);
 
     std::array<std::uint8_t, krwfile::danraw::kSize> bytes{};
-    std::uint32_t bytesRead = 0;
-    if (pvOSSeek(m_hFile, recordStart + headerDistance) == kSeekFailed)
-        return fail("Unable to seek to table pos", status::kNoFile);
-    if (pvOSReadFile(m_hFile, bytes.data(), krwfile::danraw::kSize, &bytesRead, nullptr) == 0 ||
-        bytesRead < krwfile::danraw::kSize)
-        return fail("Unable to read frame header", status::kNoFile);
+    const FileRead result = readFullyAt(m_hFile, recordStart + headerDistance, bytes);
+    if (result == FileRead::seekFailed) return fail("Unable to seek to table pos", status::kNoFile);
+    if (result != FileRead::complete) return fail("Unable to read frame header", status::kNoFile);
     const ByteView danraw{bytes};
     if (!hasDanrawSignature(danraw)) return fail("KRW frame signature bad", status::kBadRecord);
     const FrameSize size = frameSize(danraw);
@@ -192,10 +134,10 @@ std::uint32_t CMFKrw::readPicture(StreamRecord& stream, std::uint32_t frame, std
     CodedFrame coded(danraw, size.pixels(), recordStart);
     if (!coded.allocate()) return status::kOutOfMemory;
     if (const auto failure = coded.read(m_hFile); failure.message != nullptr) {
-        coded.reportPlanes(size);
+        reportPlanes(coded, size);
         return fail(failure.message, failure.code);
     }
-    coded.decode(size, static_cast<std::uint16_t*>(dframe.picture.buffer));
+    decodePlanes(coded, size, static_cast<std::uint16_t*>(dframe.picture.buffer));
 
     dframe.tcFrame = m_info[InfoNumber::tcStartFrame] + frame;
     dframe.tcFrameCopy = m_info[InfoNumber::tcStartFrameCopy] + frame;

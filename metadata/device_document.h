@@ -1,4 +1,5 @@
-// The device metadata document's frame and the bounded growth that the XML mappings share.
+// The first and last lines of the device metadata document, and the bound on its size that the XML mappings
+// share.
 #pragma once
 
 #include "metadata/info_items.h"
@@ -12,11 +13,12 @@ inline constexpr char kDocumentOpening[] = "<PVDeviceMetadata>\n";
 inline constexpr char kDocumentClosing[] = "</PVDeviceMetadata>";
 inline constexpr char kKindElement[] = "PVDeviceMetadataType";
 
-/// Bytes. A line repeats the names of its elements, so a small side-car with one huge name could otherwise
-/// ask for a document of terabytes. Four times the largest side-car leaves every real one room.
+/// Bytes. A line repeats the names of its elements. Without a bound, a small side-car with one huge name
+/// could ask for a document of terabytes. Four times the size of the largest side-car leaves room for every
+/// real one.
 inline constexpr std::size_t kMaxDocument = std::size_t{64} << 20;
 
-/// addXmlItem within kMaxDocument; throws std::length_error beyond it.
+/// addXmlItem within kMaxDocument. Throws std::length_error beyond it.
 inline void addBoundedXmlItem(std::string& doc, const char* tag, const char* sub, const char* value) {
     const std::size_t line = 2 * (std::strlen(tag) + std::strlen(sub)) + std::strlen(value);
     if (doc.size() + line > kMaxDocument) throw std::length_error("device metadata document");

@@ -1,4 +1,4 @@
-// Setting items of the information record, and lines of the device metadata document.
+// Sets items of the information record and appends lines to the device metadata document.
 #include "metadata/info_items.h"
 
 #include "host/memory.h"

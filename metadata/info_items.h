@@ -1,4 +1,4 @@
-// Setting items of the information record, and lines of the device metadata document. No state of their own.
+// Sets items of the information record and appends lines to the device metadata document.
 #pragma once
 
 #include "plugin/records.h"
@@ -6,18 +6,18 @@
 #include <cstdint>
 #include <string>
 
-/// Sets a text item from a fixed-width field: all `length` bytes are copied, whatever they hold, and a NUL is
-/// added. The new text is complete before the old one is released. Returns 1; 0 without memory, and the item
-/// is as it was.
+/// Sets a text item from a fixed-width field. All `length` bytes are copied, whatever they hold, and a NUL is
+/// added. The old text is released after the new one is complete. Returns 1. Without memory, returns 0 and
+/// leaves the item as it was.
 [[nodiscard]] int mfKrwSetInfoString(char** item, const char* text, unsigned int length);
 
-/// Sets a text item to a copy of `text`, which must not be the item's own text: that is released first.
-/// Returns the item's new text; null without memory, and the item is then null.
+/// Sets a text item to a copy of `text`. The old text is released first, so `text` must not be the item's
+/// own. Returns the item's new text. Without memory, the item and the result are null.
 char* setInfoItem(char** item, const char* text);
 
-/// Sets one item when names compare equal, byte for byte; returns whether they did. With two pairs both must
-/// be equal. The number forms store the low 32 bits of the text read in base 10 (leading white space and sign
-/// allowed, up to the first other character; 0 without digits).
+/// Sets one item when names compare equal, byte for byte, and returns whether they did. With two pairs, both
+/// must be equal. The number forms store the low 32 bits of the text read in base 10. White space and a sign
+/// may come first. Reading stops at the first character that is no digit. Without digits, the number is 0.
 bool setStandardItem(char** item, const char* name, const char* key, const char* value);
 bool setStandardItem(char** item, const char* name1, const char* key1, const char* name2, const char* key2,
                      const char* value);

@@ -8,9 +8,9 @@
 
 class TiXmlElement;
 
-/// Walks what lies below `element`, whose parent has the name `parentName`: appends a line for every leaf and
-/// sets the item that the element holding it stands for. Returns -1, with nothing done, when an argument is
-/// null, otherwise 0. Recursion goes as deep as the tree. May throw what the document's growth throws; items
-/// set before stay set.
+/// Visits everything below `element`, whose parent has the name `parentName`. Appends a line for every leaf,
+/// and sets the item that the leaf's element stands for. Returns 0, or -1 with nothing done when an argument
+/// is null. Recurses once per level of the tree. May throw what the document's growth throws; items set
+/// before stay set.
 int parseFromRoot_Panasonic(const TiXmlElement* element, const char* parentName, QMXINFO* info,
                             std::string& doc);

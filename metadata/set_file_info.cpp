@@ -1,4 +1,5 @@
-// Applying the host's file information to a clip: the reader's own records, then its stream records.
+// CMFKrw::SetFileInfo: applies the host's descriptions to the reader's own records, then to its stream
+// records.
 #include "host/error_output.h"
 #include "plugin/cmfkrw.h"
 #include "plugin/status.h"
@@ -13,15 +14,15 @@ constexpr std::uint32_t kAudioChannels = 0xFFU;
 constexpr std::uint32_t kVideoChannel = 1;
 constexpr std::uint32_t kMinBitmapHeader = 40;
 constexpr std::uint32_t kBytesPerPixel = 4;
-constexpr std::uint32_t kLargestAlignment = 0x4000; // larger I/O units are not padded to
+constexpr std::uint32_t kLargestAlignment = 0x4000; // no padding to larger I/O units
 
 constexpr std::uint16_t kAudioStreamChannels = 2;
 constexpr std::uint16_t kAudioBits = 24;
 constexpr std::uint16_t kAudioBlock = 8;
 constexpr std::uint32_t kAudioRate = 48000;
 
-/// `size` rounded up to a multiple of `unit`; as it is when the unit is out of use or the result beyond 32
-/// bits.
+/// Rounds `size` up to a multiple of `unit`. Leaves it as it is when the unit is not to be padded to, or the
+/// result would not fit 32 bits.
 std::uint32_t roundUp(std::uint32_t size, std::uint32_t unit) {
     if (unit == 0 || unit > kLargestAlignment) return size;
     const std::uint64_t rounded = (std::uint64_t{size} + unit - 1) / unit * unit;
@@ -30,7 +31,8 @@ std::uint32_t roundUp(std::uint32_t size, std::uint32_t unit) {
 
 /// Makes the record describe a 32-bit uncompressed picture of its own size.
 void describePicture(QMXVIDEO& video, std::uint32_t ioAlign) {
-    // Unsigned, so that sizes wrap as the host's own arithmetic does, also for the most negative height.
+    // Unsigned, so that sizes wrap as they do in the host's 32-bit arithmetic, and the most negative height
+    // is no overflow.
     const auto width = static_cast<std::uint32_t>(video.biWidth);
     const auto given = static_cast<std::uint32_t>(video.biHeight);
     const std::uint32_t height = video.biHeight < 0 ? 0U - given : given;
@@ -78,14 +80,8 @@ void CMFKrw::applyInfo(const QMXINFO& info) {
 bool CMFKrw::applyVideo(const QMXVIDEO& video) {
     m_vid = video;
     describePicture(m_vid, m_ioAlign);
-    StreamRecord*& stream = m_vidStream[0];
-    if (stream == nullptr) stream = m_AllocAStream();
-    if (stream == nullptr) {
-        ErrOut("Open(0x%lX)", static_cast<unsigned long>(status::kOutOfMemory));
-        return false;
-    }
-    stream->video = m_vid;
-    stream->kind = kVideoStreamKind;
+    StreamRecord* stream = describeVideoStream();
+    if (stream == nullptr) return false;
     m_vidChan = kVideoChannel;
     stream->video.stream.dwLength = 0;
     return true;

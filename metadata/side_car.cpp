@@ -1,22 +1,24 @@
-// Side-car discovery, recognition of its kind, and the device metadata document as a whole.
+// Finds a side-car, recognises its kind, and builds the device metadata document.
 #include "metadata/side_car.h"
 
 #include "host/error_output.h"
 #include "host/files.h"
 #include "metadata/device_document.h"
 #include "metadata/panasonic.h"
+#include "metadata/side_car_file.h"
 #include "metadata/slate.h"
 #include "metadata/sony.h"
 #include "metadata/xml_side_car.h"
 
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <tinyxml.h>
 
 namespace {
 
-/// Stands for the parent of a Panasonic root element.
+/// Used as the name of the parent of a Panasonic root element.
 constexpr char kRootParent[] = "Document";
 
 struct PathParts {
@@ -25,13 +27,13 @@ struct PathParts {
     char name[kNameArea] = {};
     char extension[kExtensionArea] = {};
 
-    /// Splitting a path that does not fit leaves all parts empty.
+    /// All parts are empty when the path did not fit.
     [[nodiscard]] bool empty() const {
         return drive[0] == '\0' && directory[0] == '\0' && name[0] == '\0' && extension[0] == '\0';
     }
 };
 
-/// Path of a file beside the clip, when it exists; empty otherwise, also when it would not fit.
+/// Path of a file beside the clip. Empty when the file does not exist or its path would not fit.
 std::string existingFile(const PathParts& clip, const std::string& name, const char* extension) {
     if (clip.empty() || name.size() >= kNameArea) return {};
     char path[kPathArea] = {};
@@ -49,7 +51,8 @@ bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }
 
-/// Appends kind line and item lines of a recognised root element; nothing for any other.
+/// Appends the kind line and the item lines of a root element that is recognised. Appends nothing for any
+/// other.
 void mapTree(const TiXmlElement& root, QMXINFO& info, std::string& doc) {
     const std::string_view name = root.Value();
     if (contains(name, "P2Main")) {
@@ -71,7 +74,11 @@ void applyXml(const char* path, QMXINFO& info) {
     const TiXmlElement* root = tree.FirstChildElement();
     if (root == nullptr) return;
     std::string doc = kDocumentOpening;
-    mapTree(*root, info, doc);
+    try {
+        mapTree(*root, info, doc);
+    } catch (const std::length_error&) {
+        return warnAboutSideCar(path, "device metadata larger than 64 MiB; not stored");
+    }
     doc += kDocumentClosing;
     setInfoItem(&info[InfoText::deviceMetadata], doc.c_str());
 }
@@ -97,7 +104,7 @@ void applySideCar(std::string_view clipPath, QMXINFO& info) {
 int findMetaData(const char* clipPath, QMXINFO* info) {
     try {
         if (clipPath != nullptr && info != nullptr) applySideCar(clipPath, *info);
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): what was set until here stays
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): items set before stay set
     }
     return 0;
 }

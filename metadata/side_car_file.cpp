@@ -1,10 +1,12 @@
-// Reading a side-car's bytes through the host's file functions.
 #include "metadata/side_car_file.h"
 
 #include "host/files.h"
+#include "krw/log.h"
 
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <utility>
 
 namespace {
 
@@ -31,18 +33,28 @@ class InputFile {
 
 } // namespace
 
-std::optional<std::string> readSideCar(const char* path, std::size_t limit) {
+std::optional<SideCarBytes> readSideCar(const char* path) {
     const InputFile file(path);
     if (!file.isOpen()) return std::nullopt;
+    // One byte beyond the limit tells whether the file is longer.
+    constexpr std::size_t kMost = kMaxSideCarSize + 1;
     std::string bytes;
-    while (bytes.size() <= limit) {
+    while (bytes.size() < kMost) {
         const std::size_t start = bytes.size();
-        const std::size_t wanted = std::min(kChunk, limit + 1 - start);
+        const std::size_t wanted = std::min(kChunk, kMost - start);
         bytes.resize(start + wanted);
         std::uint32_t got = 0;
         if (!file.read(&bytes[start], static_cast<std::uint32_t>(wanted), got)) return std::nullopt;
         bytes.resize(start + got);
         if (got < wanted) break;
     }
-    return bytes;
+    const bool complete = bytes.size() <= kMaxSideCarSize;
+    bytes.resize(std::min(bytes.size(), kMaxSideCarSize));
+    return SideCarBytes{std::move(bytes), complete};
+}
+
+void warnAboutSideCar(const char* path, const char* limit) {
+    char message[kPathArea + 256];
+    std::snprintf(message, sizeof message, "Side-car %s: %s\n", path, limit);
+    logWarning(message);
 }

@@ -1,4 +1,3 @@
-// The text slate, line by line.
 #include "metadata/slate.h"
 
 #include "metadata/device_document.h"
@@ -8,8 +7,6 @@
 #include <string_view>
 
 namespace {
-
-constexpr std::size_t kMaxSlate = std::size_t{1} << 20;
 
 /// Characters of a key or a value that are kept.
 constexpr std::size_t kMaxSlateText = 23;
@@ -32,8 +29,9 @@ void addLine(std::string& doc, std::string line) {
 std::string slateDocument(const char* path) {
     std::string doc = kDocumentOpening;
     addXmlItem(doc, kKindElement, "KINERAW");
-    std::string text = readSideCar(path, kMaxSlate).value_or(std::string());
-    text.resize(std::min(text.size(), kMaxSlate));
+    const SideCarBytes slate = readSideCar(path).value_or(SideCarBytes{{}, true});
+    if (!slate.complete) warnAboutSideCar(path, "larger than 16 MiB; the rest is not read");
+    const std::string& text = slate.bytes;
     for (std::size_t start = 0; start < text.size();) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
         addLine(doc, text.substr(start, end - start));

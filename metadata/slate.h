@@ -3,7 +3,7 @@
 
 #include <string>
 
-/// The device metadata document of the slate at `path`; of one that cannot be read, the document without item
-/// lines. A slate is a page of text: of a longer file only the first MiB is looked at. May throw
-/// std::bad_alloc.
+/// The device metadata document of the slate at `path`. A slate that cannot be read gives the document
+/// without item lines. Of a slate larger than kMaxSideCarSize only that much is read, and a warning is
+/// logged. May throw std::bad_alloc.
 [[nodiscard]] std::string slateDocument(const char* path);

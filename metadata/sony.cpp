@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Meta and Item elements: by the name that their first attribute holds.
+/// Meta and Item elements, found by the name that their first attribute holds.
 struct NamedRow {
     const char* name;
     MappedItem item;
@@ -37,12 +37,12 @@ constexpr NamedRow kNamedItems[] = {
     {"ShutterSpeedAngle", InfoNumber::shutterAngle},
 };
 
-/// Other leaf elements: by element and attribute.
+/// Other leaf elements, found by element and attribute.
 struct AttributeRow {
     const char* element;
     const char* attribute;
     MappedItem item;
-    std::optional<InfoNumber> copy = std::nullopt; // takes the same number
+    std::optional<InfoNumber> copy = std::nullopt; // is set to the same number
 };
 
 constexpr AttributeRow kAttributeItems[] = {
@@ -75,7 +75,8 @@ void setAttributeItem(QMXINFO& info, const char* element, const char* attribute,
     }
 }
 
-/// The first value that is not empty names the item; of those after it the last one is its value.
+/// The first attribute value that is not empty names the item. The last of the values after it is the item's
+/// value.
 void addNamedItem(const TiXmlElement& element, QMXINFO& info, std::string& doc) {
     std::string name;
     std::string value;

@@ -7,7 +7,7 @@
 
 class TiXmlElement;
 
-/// Walks what lies below `element`: appends a line for every attribute and sets the items it stands for.
-/// Returns 0. Recursion goes as deep as the tree. May throw what the document's growth throws; items set
-/// before stay set.
+/// Visits everything below `element`. Appends a line for every attribute and sets the items that attributes
+/// stand for. Returns 0. Recurses once per level of the tree. May throw what the document's growth throws;
+/// items set before stay set.
 int parseFromRoot_Sony(const TiXmlElement* element, QMXINFO* info, std::string& doc);

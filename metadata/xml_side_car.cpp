@@ -1,5 +1,5 @@
-// Loading an XML side-car. The file is read once: TinyXML is given the very bytes that were checked, not a
-// file that may have changed since.
+// The file is read once: TinyXML parses the same bytes that were checked, not a file that may have changed
+// since.
 #include "metadata/xml_side_car.h"
 
 #include "metadata/side_car_file.h"
@@ -9,12 +9,15 @@
 
 namespace {
 
-/// As TiXmlDocument::LoadFile reads a file: up to the first NUL, "\r\n" and "\r" as "\n".
+/// Makes of a file's bytes the text that TiXmlDocument::LoadFile parses: up to the first NUL, with every
+/// "\r",
+/// "\n" and "\r\n" as one "\n".
 void normalise(std::string& text) {
     std::size_t out = 0;
     for (std::size_t in = 0; in < text.size() && text[in] != '\0'; ++in) {
-        if (text[in] == '\n' && in > 0 && text[in - 1] == '\r') continue;
-        text[out++] = text[in] == '\r' ? '\n' : text[in];
+        const bool isReturn = text[in] == '\r';
+        if (isReturn && in + 1 < text.size() && text[in + 1] == '\n') ++in;
+        text[out++] = isReturn ? '\n' : text[in];
     }
     text.resize(out);
 }
@@ -22,12 +25,18 @@ void normalise(std::string& text) {
 } // namespace
 
 bool loadXmlSideCar(const char* path, TiXmlDocument& document) {
-    std::optional<std::string> text = readSideCar(path, kMaxXmlSize);
-    if (!text || text->size() > kMaxXmlSize) return false;
-    normalise(*text);
-    const std::optional<std::size_t> length = parseableLength(*text);
-    if (!length) return false;
-    text->resize(*length);
-    document.Parse(text->c_str(), nullptr, TIXML_DEFAULT_ENCODING);
+    std::optional<SideCarBytes> file = readSideCar(path);
+    if (!file) return false;
+    if (!file->complete) {
+        warnAboutSideCar(path, "larger than 16 MiB; not read");
+        return false;
+    }
+    std::string& text = file->bytes;
+    normalise(text);
+    const XmlCheck check = checkXml(text);
+    if (check.limit != nullptr) warnAboutSideCar(path, check.limit);
+    if (check.parseable == 0) return false;
+    text.resize(check.parseable);
+    document.Parse(text.c_str(), nullptr, TIXML_DEFAULT_ENCODING);
     return !document.Error();
 }

@@ -1,5 +1,6 @@
 #include "plugin/cmfkrw.h"
 
+#include "host/error_output.h"
 #include "plugin/status.h"
 
 #include <cstdlib>
@@ -72,9 +73,9 @@ CMFKrw::CMFKrw(std::uint32_t value) : CAMediaFile(value) {
 
 CMFKrw::~CMFKrw() {
     try {
-        // Qualified: a class derived from this one is already gone.
+        // Qualified, because a class derived from this one is already destroyed.
         CMFKrw::Close();
-    } catch (...) { // NOLINT(bugprone-empty-catch): a destructor has nobody to tell
+    } catch (...) { // NOLINT(bugprone-empty-catch): a destructor cannot report
     }
 }
 
@@ -113,6 +114,18 @@ std::uint32_t CMFKrw::GetOverlappedResult(_OVERLAPPED* /*overlapped*/, std::uint
 
 std::uint32_t CMFKrw::Length() {
     return m_vid.stream.dwLength;
+}
+
+StreamRecord* CMFKrw::describeVideoStream() {
+    StreamRecord*& stream = m_vidStream[0];
+    if (stream == nullptr) stream = m_AllocAStream();
+    if (stream == nullptr) {
+        ErrOut("Open(0x%lX)", static_cast<unsigned long>(status::kOutOfMemory));
+        return nullptr;
+    }
+    stream->video = m_vid;
+    stream->kind = kVideoStreamKind;
+    return stream;
 }
 
 void CMFKrw::deriveSystemRecord() {

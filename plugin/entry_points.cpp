@@ -26,7 +26,8 @@ CAMediaFile* create(const void* record) {
     return new (std::nothrow) CMFKrw(value);
 }
 
-/// Sends the initialisation; an object that refuses it is shut down and destroyed, whoever created it.
+/// Sends the initialisation. An object that refuses it is shut down and destroyed, also when the caller
+/// created it.
 std::uintptr_t initialise(CAMediaFile* object, MFXCmdV1* command) {
     if (object->MFXCmd(CAMediaFile::MFX_INIT, command) == status::kOk) return asResult(object);
     MFXCmdV1 none{};

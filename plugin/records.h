@@ -1,15 +1,17 @@
-// The records that the host and a reader exchange as whole blocks of bytes. All values are little-endian, and
-// both sides rely on the offsets, so every field's place is pinned below its record. Words named "host" carry
-// meanings of the host's own: a reader leaves them at their defaults.
+// The records that the host and a reader exchange as whole blocks of bytes. All values are little-endian.
+// Both sides rely on the offsets, so assertions below each record pin its fields. Words named "host" mean
+// something to the host only; a reader leaves them at their defaults.
 #pragma once
+
+#include "plugin/info_record.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
 /// Opaque to the reader: the host's security attributes, asynchronous-read state, command and codec records.
-struct _SECURITY_ATTRIBUTES; // NOLINT(bugprone-reserved-identifier): the host's name
-struct _OVERLAPPED;          // NOLINT(bugprone-reserved-identifier): the host's name
+struct _SECURITY_ATTRIBUTES; // the host's name
+struct _OVERLAPPED;          // the host's name
 struct MEDIACMD;
 struct CODEC_DESCRIPTION;
 
@@ -170,107 +172,6 @@ static_assert(offsetof(QMXSYSTEM, dwLength) == 68);
 static_assert(offsetof(QMXSYSTEM, fccFile) == 76);
 static_assert(offsetof(QMXSYSTEM, fileType) == 348);
 
-/// Pointer items of QMXINFO by item number. All are NUL-terminated texts but `rawParams`, which is a block
-/// whose first 32-bit word is its size.
-enum class InfoText : std::uint32_t {
-    text16 = 16,
-    text17 = 17,
-    videoCodec = 18,
-    project = 19,
-    circle = 20,
-    text22 = 22,
-    text23 = 23,
-    creationDate = 28,
-    directorName = 30,
-    modelName = 38,
-    production = 43,
-    cut = 46,
-    directorOfPhotography = 49,
-    text50 = 50,
-    text51 = 51,
-    software = 58,
-    manufacturer = 59,
-    text63 = 63,
-    serialNo = 64,
-    reel = 65,
-    shot = 66,
-    take = 67,
-    text68 = 68,
-    cameraAttributes = 69,
-    scene = 71,
-    cameraIndex = 73,
-    rawParams = 81,
-    materialUmid = 82,
-    deviceMetadata = 84,
-};
-
-/// Number items of QMXINFO by item number (the 32-bit word's index from the record's start).
-enum class InfoNumber : std::uint32_t {
-    item198 = 198,
-    tcStartFrame = 199,
-    userBits = 200,
-    tcStartFrameCopy = 201,
-    userBitsCopy = 202,
-    item204 = 204, // low and high word of a 64-bit item
-    item205 = 205,
-    aspectRatio = 206,
-    item210 = 210,
-    shutterAngle = 217,
-    ndFilter = 218,
-    rawWhiteCodeValue = 219,
-    rawBlackCodeValue = 220,
-    masterGamma = 223, // thousandths
-    tcFlags = 226,     // the format in use; 227 and 228 are its fall-backs
-    tcFlags2 = 227,
-    tcFlags3 = 228,
-    rGain = 237, // thousandths
-    bGain = 238, // thousandths
-    whiteBalance = 239,
-    isoSensitivity = 241,
-    gGain = 242,
-    item248 = 248, // low and high word of a 64-bit item
-    item249 = 249,
-};
-
-/// Clip information: 99 pointer items, then 32-bit number items. A text is allocated with PVAlloc and owned
-/// by the record (null when unset); a number of 0xFFFFFFFF is unset.
-struct QMXINFO {
-    static constexpr std::uint32_t kTexts = 99;
-    static constexpr std::uint32_t kFirstNumber = 198;
-    static constexpr std::uint32_t kNumbers = 52;
-    static constexpr std::uint32_t kUnset = 0xFFFFFFFFU;
-
-    char* texts[kTexts];
-    std::uint32_t numbers[kNumbers];
-
-    constexpr char*& operator[](InfoText item) { return texts[static_cast<std::uint32_t>(item)]; }
-    constexpr char* operator[](InfoText item) const { return texts[static_cast<std::uint32_t>(item)]; }
-    constexpr std::uint32_t& operator[](InfoNumber item) {
-        return numbers[static_cast<std::uint32_t>(item) - kFirstNumber];
-    }
-    constexpr std::uint32_t operator[](InfoNumber item) const {
-        return numbers[static_cast<std::uint32_t>(item) - kFirstNumber];
-    }
-};
-static_assert(sizeof(QMXINFO) == 1000);
-static_assert(offsetof(QMXINFO, texts) == 0);
-static_assert(offsetof(QMXINFO, numbers) == std::size_t{4} * QMXINFO::kFirstNumber);
-
-/// The record of a reader that knows nothing of its clip yet.
-constexpr QMXINFO makeDefaultInfo() {
-    QMXINFO info{};
-    for (std::uint32_t& number : info.numbers)
-        number = QMXINFO::kUnset;
-    info[InfoNumber::item198] = 0;
-    info[InfoNumber::tcStartFrame] = 0;
-    info[InfoNumber::tcStartFrameCopy] = 0;
-    info[InfoNumber::item204] = 0;
-    info[InfoNumber::item205] = 0;
-    info[InfoNumber::item248] = 0x7FFFFFFF;
-    info[InfoNumber::item249] = 0;
-    return info;
-}
-
 /// Kind word of a stream record.
 inline constexpr std::uint32_t kVideoStreamKind = 16;
 inline constexpr std::uint32_t kAudioStreamKind = 256;
@@ -298,7 +199,7 @@ static_assert(offsetof(StreamRecord, lastFrame) == 1440);
 static_assert(offsetof(StreamRecord, lastSize) == 1444);
 static_assert(offsetof(StreamRecord, curFrame) == 1448);
 
-/// The request word of a reader's Read: a kind in the low byte, and whether a file reference will do.
+/// The request word of a reader's Read: a kind in the low byte, and a bit that asks for a file reference.
 namespace request {
 inline constexpr std::uint32_t kAudio = 0;
 inline constexpr std::uint32_t kVideo = 1;
@@ -361,32 +262,7 @@ struct MFXCmdV1 {
 };
 static_assert(sizeof(MFXCmdV1) == 8);
 
-/// Raw-development settings hung on QMXINFO as `rawParams`; bytes not named are 0.
-struct RawParams {
-    std::uint32_t size; // 840
-    std::uint8_t host4[36];
-    float gamma;
-    float gains[4];
-    std::uint8_t host60[16];
-    std::uint32_t blackLevel;
-    std::uint32_t whiteLevel; // 0xFFFFFFFF: see rawWhiteCodeValue
-    std::uint8_t host84[52];
-    float matrix1[16]; // 4 x 4, row by row
-    std::uint8_t host200[4];
-    float matrix2[16];
-    std::uint8_t host268[568];
-    std::uint32_t host836;
-};
-static_assert(sizeof(RawParams) == 840);
-static_assert(offsetof(RawParams, gamma) == 40);
-static_assert(offsetof(RawParams, gains) == 44);
-static_assert(offsetof(RawParams, blackLevel) == 76);
-static_assert(offsetof(RawParams, whiteLevel) == 80);
-static_assert(offsetof(RawParams, matrix1) == 136);
-static_assert(offsetof(RawParams, matrix2) == 204);
-static_assert(offsetof(RawParams, host836) == 836);
-
-/// What a plug-in says of a format that it reads; xCheckVersionAndFile copies it out whole.
+/// A plug-in's description of a format that it reads. xCheckVersionAndFile copies it out whole.
 struct FormatDescriptor {
     std::uint32_t fileType;
     std::uint32_t zero;

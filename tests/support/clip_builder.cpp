@@ -45,8 +45,8 @@ void TestClip::setFramesPerSecond(std::size_t frame, float framesPerSecond) {
     setDanraw(frame, danraw::kFramesPerSecond, std::bit_cast<std::uint32_t>(framesPerSecond));
 }
 
-void TestClip::setCodeTable(std::size_t frame, std::size_t index, const CodeTable& table) {
-    for (std::size_t category = 0; category < plane::kStoredCategories; ++category) {
+void TestClip::setCodeTable(std::size_t frame, std::size_t index, const kinedec::CodeTable& table) {
+    for (std::size_t category = 0; category < table.lengths.size(); ++category) {
         setPlane(frame, index, plane::kCodeLengths + 2 * category, table.lengths[category]);
         setPlane(frame, index, plane::kCodes + 2 * category, table.codes[category]);
     }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "krw/format.h"
-#include "tools/clip_writer.h"
-#include "tools/little_endian.h"
+#include "krw/little_endian.h"
+#include "tools/synth/clip_writer.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -53,7 +53,7 @@ class TestClip {
     void setPlane(std::size_t frame, std::size_t index, std::size_t field, Value value) {
         set(planeAt(frame, index) + field, value);
     }
-    void setCodeTable(std::size_t frame, std::size_t index, const CodeTable& table);
+    void setCodeTable(std::size_t frame, std::size_t index, const kinedec::CodeTable& table);
     /// The plane's coded bytes, to read or to spoil in place.
     [[nodiscard]] std::span<std::uint8_t> planeData(std::size_t frame, std::size_t index);
     /// Moves a plane's coded bytes to another place, counted from the record's start: over what is there, or

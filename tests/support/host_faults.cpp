@@ -7,10 +7,14 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstring>
 #include <dlfcn.h>
 #include <new>
 
 namespace {
+
+/// What a block of PVAlloc holds: a host need not clear it.
+constexpr int kUncleared = 0xA5;
 
 /// Counts the calls of one kind and says which one is to fail; 0 is none.
 struct Trigger {
@@ -26,6 +30,7 @@ struct Watch {
     Trigger shortRead;
     std::atomic<std::uint32_t> shortReadLength = 0;
     std::atomic<int> blocks = 0;
+    std::atomic<int> nullReleases = 0;
     std::atomic<int> heapBlocks = 0;
     std::atomic<int> handles = 0;
     std::atomic<std::size_t> largestBlock = 0;
@@ -67,7 +72,7 @@ HostFaults::HostFaults() {
     disarm();
     for (Trigger& trigger : watch.triggers)
         trigger.calls = 0;
-    watch.blocks = watch.heapBlocks = watch.handles = 0;
+    watch.blocks = watch.nullReleases = watch.heapBlocks = watch.handles = 0;
     watch.largestBlock = 0;
     watch.active = true;
 }
@@ -102,6 +107,10 @@ std::uint64_t HostFaults::calls(HostCall call) const {
 
 int HostFaults::liveBlocks() const {
     return watch.blocks;
+}
+
+int HostFaults::nullReleases() const {
+    return watch.nullReleases;
 }
 
 int HostFaults::liveHeapBlocks() const {
@@ -142,13 +151,14 @@ void LogCapture::collect(void* context, std::uint32_t status, const char* line) 
 void* PVAlloc(std::size_t size) {
     static auto* const real = libraryFunction(&PVAlloc, "PVAlloc");
     void* const block = strikes(HostCall::allocation, size) ? nullptr : real(size);
-    if (block != nullptr) count(watch.blocks, 1);
-    return block;
+    if (block == nullptr) return nullptr;
+    count(watch.blocks, 1);
+    return std::memset(block, kUncleared, size);
 }
 
 void PVFree(void* block) {
     static auto* const real = libraryFunction(&PVFree, "PVFree");
-    if (block != nullptr) count(watch.blocks, -1);
+    count(block != nullptr ? watch.blocks : watch.nullReleases, block != nullptr ? -1 : 1);
     real(block);
 }
 
@@ -185,7 +195,6 @@ std::uint64_t pvOSSeek(std::int64_t handle, std::uint64_t offset) {
 }
 
 // The heap as the linker's --wrap leads this program's code to it; operator new by its mangled names.
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 // Visible, because the linker takes the same calls of shared libraries for references to them.
 #pragma GCC visibility push(default)
 extern "C" {
@@ -233,4 +242,3 @@ void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
 }
 }
 #pragma GCC visibility pop
-// NOLINTEND(bugprone-reserved-identifier)

@@ -1,7 +1,8 @@
 // Makes the host misbehave on purpose, and watches what its callers leave behind. A test program that links
 // this stands between its callers (the reader's code, or a plug-in it loads) and the host library: every call
-// goes on to the library, unless a test has asked for it to fail. The heap of the code that is linked into
-// the program itself is covered too; shared libraries keep theirs.
+// goes on to the library, unless a test has asked for it to fail. Blocks of PVAlloc are filled with a
+// pattern, because a host need not clear them. The heap of the code that is linked into the program itself is
+// covered too; shared libraries keep theirs.
 #pragma once
 
 #include <cstddef>
@@ -37,6 +38,8 @@ class HostFaults {
 
     /// Blocks of PVAlloc less those that PVFree had.
     [[nodiscard]] int liveBlocks() const;
+    /// Calls of PVFree without a block.
+    [[nodiscard]] int nullReleases() const;
     /// Blocks of malloc and realloc less those that free had.
     [[nodiscard]] int liveHeapBlocks() const;
     /// Bytes of the largest block that anybody has asked for.

@@ -24,11 +24,10 @@ class Bits {
     std::span<const std::uint8_t> m_bytes;
 };
 
-std::optional<int> takeDifference(Bits& bits, std::span<const std::uint16_t> codeLengths,
-                                  std::span<const std::uint16_t> codes) {
+std::optional<int> takeDifference(Bits& bits, const kinedec::CodeTable& table) {
     for (std::size_t category = 13; category-- > 0;) {
-        const std::size_t length = codeLengths[category];
-        if (length == 0 || bits.peek(length) != codes[category]) continue;
+        const std::size_t length = table.lengths[category];
+        if (length == 0 || bits.peek(length) != table.codes[category]) continue;
         bits.position += length;
         const int magnitude = static_cast<int>(bits.peek(category));
         bits.position += category;
@@ -40,8 +39,7 @@ std::optional<int> takeDifference(Bits& bits, std::span<const std::uint16_t> cod
 
 } // namespace
 
-ReferencePlane decodeByDefinition(std::span<const std::uint16_t> codeLengths,
-                                  std::span<const std::uint16_t> codes, std::span<const std::uint8_t> stream,
+ReferencePlane decodeByDefinition(const kinedec::CodeTable& table, std::span<const std::uint8_t> stream,
                                   std::int32_t count, std::int32_t rowLength) {
     ReferencePlane plane;
     Bits bits(stream);
@@ -51,7 +49,7 @@ ReferencePlane decodeByDefinition(std::span<const std::uint16_t> codeLengths,
         const int prediction = place == 0           ? 0
                                : place % width == 0 ? plane.samples[place - width]
                                                     : plane.samples[place - 1];
-        const std::optional<int> difference = takeDifference(bits, codeLengths, codes);
+        const std::optional<int> difference = takeDifference(bits, table);
         if (!difference) {
             plane.samplesLeft = count - static_cast<std::int32_t>(place - place % width);
             break;

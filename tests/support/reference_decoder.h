@@ -2,6 +2,8 @@
 // Slow and plain, so that the decoders can be held against it.
 #pragma once
 
+#include "kinedec/code_table.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -13,9 +15,8 @@ struct ReferencePlane {
     std::size_t bitsUsed = 0;
 };
 
-/// Decodes rows until `count` samples are there. 13 lengths and codes, legal ones. Bits behind the end of the
+/// Decodes rows until `count` samples are there. The table is legal. Bits behind the end of the
 /// stream are 0. Where several codes match, the highest category counts.
-[[nodiscard]] ReferencePlane decodeByDefinition(std::span<const std::uint16_t> codeLengths,
-                                                std::span<const std::uint16_t> codes,
+[[nodiscard]] ReferencePlane decodeByDefinition(const kinedec::CodeTable& table,
                                                 std::span<const std::uint8_t> stream, std::int32_t count,
                                                 std::int32_t rowLength);

@@ -11,8 +11,8 @@
 
 class TempDir final {
   public:
-    TempDir() {
-        std::string name = (std::filesystem::temp_directory_path() / "krw-test-XXXXXX").string();
+    explicit TempDir(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "krw-test-XXXXXX").string();
         if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
         m_path = name;
     }

@@ -1,0 +1,38 @@
+#include "tools/cli/command_options.h"
+
+void addClipArgument(Command& command, std::string& path) {
+    command.argument("FILE", path, "KRW clip");
+}
+
+void addFramesOption(Command& command, std::string& range) {
+    command.option("--frames", range, "Only these frames: A-B, A- or A").valueName("RANGE");
+}
+
+void addFrameSelection(Command& command, FrameSelection& selection) {
+    addFramesOption(command, selection.range);
+    command
+        .option("--part", selection.part,
+                "Only the I-th of N equal parts of the frames, for work on many machines")
+        .valueName("I/N");
+}
+
+void addJobsOption(Command& command, unsigned& jobs) {
+    command.option("-j,--jobs", jobs, "Frames under way at a time; 0: one per processor").valueName("N");
+}
+
+void addDevelopOptions(Command& command, DevelopOptions& options) {
+    command.choice("--curve", options.curve, displayCurves(), "Display curve of developed pictures");
+    command.choice("--balance", options.balance, balances(),
+                   "Gains of developed pictures: the clip's, or an estimate that makes grey things grey");
+}
+
+void addSizeOption(Command& command, PictureSize& size) {
+    command.choice("--size", size, pictureSizes(), "Size of developed pictures, of the mosaic's");
+}
+
+void addPictureOutput(Command& command, std::string& path, bool& overwrite) {
+    command.option("-o,--output", path, "PNG file to write, or TIFF for a name in .tif")
+        .valueName("OUT.png")
+        .required();
+    command.flag("--overwrite", overwrite, "Replace the file when it is there");
+}

@@ -1,0 +1,19 @@
+// Options that several subcommands share, with one wording.
+#pragma once
+
+#include "tools/cli/command_line.h"
+#include "tools/cli/frame_selection.h"
+#include "tools/picture/develop.h"
+
+#include <string>
+
+void addClipArgument(Command& command, std::string& path);
+void addFramesOption(Command& command, std::string& range);
+/// The same, and a part of it.
+void addFrameSelection(Command& command, FrameSelection& selection);
+void addJobsOption(Command& command, unsigned& jobs);
+void addDevelopOptions(Command& command, DevelopOptions& options);
+/// The size of developed pictures.
+void addSizeOption(Command& command, PictureSize& size);
+/// The one picture that a command writes, and whether it may replace a file.
+void addPictureOutput(Command& command, std::string& path, bool& overwrite);

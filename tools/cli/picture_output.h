@@ -1,0 +1,20 @@
+// Pictures that a command writes as a single file.
+#pragma once
+
+#include "tools/picture/display_curve.h"
+#include "tools/picture/rgb_image.h"
+
+#include <string>
+
+/// Throws std::runtime_error, "PATH: reason", when the path is taken and may not be replaced. Called before
+/// long work starts.
+void checkOutput(const std::string& path, bool overwrite);
+
+/// The same for a picture. Throws UsageError for a name that belongs to another kind of file.
+void checkPictureOutput(const std::string& path, bool overwrite);
+
+/// Writes a TIFF file for a name that ends in .tif or .tiff, a PNG file for any other; whole or not at all.
+/// Throws std::runtime_error, "PATH: reason".
+template <class Sample>
+void writePicture(const std::string& path, const RgbPicture<Sample>& picture, bool overwrite,
+                  DisplayCurve curve = DisplayCurve::gamma);

@@ -1,0 +1,88 @@
+#include "tools/cli/clip_report.h"
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json timecodeJson(const Clip& clip, std::uint32_t frame) {
+    return {{"text", clip.timecode(frame)}, {"frame", clip.timecodeNumber(frame)}};
+}
+
+Json levelsJson(const ClipInformation& information) {
+    return {{"black", information.number(InfoNumber::rawBlackCodeValue)},
+            {"white", information.number(InfoNumber::rawWhiteCodeValue)}};
+}
+
+Json videoJson(const Clip& clip) {
+    const QMXVIDEO& video = clip.video();
+    const TimecodeCounting counting = clip.counting();
+    const std::uint32_t last = clip.frames() > 0 ? clip.frames() - 1 : 0;
+    return {{"width", clip.width()},
+            {"height", clip.height()},
+            {"bitsPerSample", video.biBitCount},
+            {"mosaic", clip.mosaicPattern()},
+            {"bytesPerFrame", clip.frameBytes()},
+            {"frameRate", {{"numerator", video.stream.dwRate}, {"denominator", video.stream.dwScale}}},
+            {"frames", clip.frames()},
+            {"timecode",
+             {{"first", timecodeJson(clip, 0)},
+              {"last", timecodeJson(clip, last)},
+              {"framesPerSecond", counting.framesPerSecond},
+              {"dropFrame", counting.dropFrame}}},
+            {"levels", levelsJson(clip.information())}};
+}
+
+Json audioJson(const Clip& clip) {
+    const QMXAUDIO& audio = clip.audio();
+    const CAMediaFile::AudioCadence cadence = clip.audioCadence();
+    return {
+        {"channels", audio.nChannels},
+        {"samplesPerSecond", audio.nSamplesPerSec},
+        {"bitsPerSample", audio.wBitsPerSample},
+        {"samplesPerFrame", {{"numerator", cadence.m_audFrameNum}, {"denominator", cadence.m_audFrameDen}}}};
+}
+
+Json itemsJson(const std::vector<NamedItem>& items) {
+    Json list = Json::array();
+    for (const NamedItem& item : items) {
+        Json entry{{"name", item.name}, {"value", item.number}, {"source", sourceName(item.source)}};
+        if (item.isText) entry["value"] = item.text;
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
+Json documentJson(const ClipReport& report) {
+    const ClipInformation& information = report.clip.information();
+    if (!information.isSet(InfoText::deviceMetadata)) return nullptr;
+    return {{"text", information.text(InfoText::deviceMetadata)},
+            {"source", sourceName(report.documentSource)}};
+}
+
+Json triedJson(const std::vector<TriedFrame>& tried) {
+    Json list = Json::array();
+    for (const TriedFrame& frame : tried) {
+        const bool ok = frame.reading.state == FrameReading::State::ok;
+        list.push_back({{"frame", frame.frame},
+                        {"status", stateName(frame.reading.state)},
+                        {"reason", ok ? Json() : Json(frame.reading.reason)}});
+    }
+    return list;
+}
+
+} // namespace
+
+std::string reportJson(const ClipReport& report) {
+    const Json document{{"schema", "krw-info-1"},
+                        {"file", report.clip.path()},
+                        {"format", report.description},
+                        {"video", videoJson(report.clip)},
+                        {"audio", audioJson(report.clip)},
+                        {"items", itemsJson(report.items)},
+                        {"deviceMetadata", documentJson(report)},
+                        {"framesTried", triedJson(report.tried)}};
+    // Texts are bytes as a camera wrote them; what is not UTF-8 becomes U+FFFD.
+    return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+}

@@ -1,0 +1,62 @@
+#include "tools/clip/clip_file.h"
+
+#include "host/files.h"
+#include "krw/file_access.h"
+#include "krw/file_header.h"
+#include "krw/frame_table.h"
+
+#include <cstdlib>
+#include <fmt/format.h>
+#include <stdexcept>
+
+namespace {
+
+std::int64_t openForReading(const std::string& path) {
+    const std::int64_t handle =
+        pvOSCreateFile(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
+    if (handle == kInvalidHandle) throw std::runtime_error(fmt::format("{}: cannot be opened", path));
+    return handle;
+}
+
+} // namespace
+
+ClipFile::ClipFile(const std::string& path) : m_path(path), m_handle(openForReading(path)) {
+    std::array<std::uint8_t, krwfile::kHeaderSize> header{};
+    std::int32_t frames = 0;
+    if (readFileHeader(m_handle, header) == nullptr) {
+        const std::int32_t danrawOffset = readIfd(ByteView(header)).danrawOffset.value_or(0);
+        m_danrawOffset = static_cast<std::uint64_t>(std::int64_t{danrawOffset});
+        m_table.reset(krw2_get_frame_table(m_handle, &frames, danrawOffset),
+                      [](std::uint64_t* table) { std::free(table); });
+    }
+    if (m_table == nullptr) {
+        pvOSCloseFile(m_handle);
+        throw std::runtime_error(fmt::format("{}: has no frame table", path));
+    }
+    m_frames = static_cast<std::size_t>(frames);
+}
+
+ClipFile::ClipFile(const ClipFile& other)
+    : m_path(other.m_path), m_handle(openForReading(other.m_path)), m_danrawOffset(other.m_danrawOffset),
+      m_table(other.m_table), m_frames(other.m_frames) {}
+
+ClipFile::~ClipFile() {
+    pvOSCloseFile(m_handle);
+}
+
+std::optional<RecordHeader> ClipFile::header(std::uint32_t frame) {
+    if (frame >= m_frames) return std::nullopt;
+    RecordHeader header;
+    header.recordStart = table()[frame];
+    if (header.recordStart > kMaxFileOffset - m_danrawOffset) return std::nullopt;
+    if (readFullyAt(m_handle, header.recordStart + m_danrawOffset, header.bytes) != FileRead::complete)
+        return std::nullopt;
+    if (!hasDanrawSignature(header.view()) || !header.size().isValid()) return std::nullopt;
+    return header;
+}
+
+std::optional<CodedFrame> ClipFile::planes(const RecordHeader& header) {
+    CodedFrame coded(header.view(), header.size().pixels(), header.recordStart);
+    if (!coded.allocate() || coded.read(m_handle).message != nullptr) return std::nullopt;
+    return coded;
+}

@@ -1,0 +1,51 @@
+// A clip's own file, for what no host needs to know. It is parsed as the reader parses it.
+#pragma once
+
+#include "krw/coded_frame.h"
+#include "krw/frame_record.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+/// A frame record's DANRAW_HEADER and what follows from it.
+struct RecordHeader {
+    std::array<std::uint8_t, krwfile::danraw::kSize> bytes{};
+    std::uint64_t recordStart = 0; // file offset
+
+    [[nodiscard]] ByteView view() const { return ByteView(bytes); }
+    [[nodiscard]] FrameSize size() const { return frameSize(view()); }
+    [[nodiscard]] PlaneDescriptor plane(std::size_t index) const { return planeDescriptor(view(), index); }
+};
+
+/// One open file. Calls on one object must not overlap. Copies of a clip's frame table are shared.
+class ClipFile final {
+  public:
+    /// Opens the file and loads its frame table as the reader does. Throws std::runtime_error when that
+    /// fails.
+    explicit ClipFile(const std::string& path);
+    /// The same file once more, for another thread.
+    ClipFile(const ClipFile& other);
+    ClipFile& operator=(const ClipFile&) = delete;
+    ~ClipFile();
+
+    /// Where the records start, frame by frame.
+    [[nodiscard]] std::span<const std::uint64_t> table() const { return {m_table.get(), m_frames}; }
+    /// Place of the DANRAW_HEADER in a record.
+    [[nodiscard]] std::uint64_t danrawOffset() const { return m_danrawOffset; }
+
+    /// A frame's header; nothing when it cannot be read or has no signature or no valid picture size.
+    [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame);
+    /// A frame's coded planes; nothing when one of the four cannot be had.
+    [[nodiscard]] std::optional<CodedFrame> planes(const RecordHeader& header);
+
+  private:
+    std::string m_path;
+    std::int64_t m_handle;
+    std::uint64_t m_danrawOffset = 0;
+    std::shared_ptr<const std::uint64_t> m_table;
+    std::size_t m_frames = 0;
+};

@@ -1,0 +1,29 @@
+// A clip opened where no side-car lies: what its own header says, and nothing else.
+#pragma once
+
+#include "tools/clip/clip.h"
+
+#include <filesystem>
+#include <memory>
+
+/// Opens the clip through a link in a private, empty directory, so that a reader that looks beside the clip
+/// finds nothing there. The directory is removed with this object.
+class ClipWithoutSideCars final {
+  public:
+    /// Throws std::runtime_error (std::filesystem::filesystem_error too) when the link or the clip fails.
+    ClipWithoutSideCars(const Plugin& plugin, const std::string& path);
+
+    [[nodiscard]] const ClipInformation& information() const { return m_clip->information(); }
+
+  private:
+    struct Directory {
+        Directory();
+        ~Directory();
+        Directory(const Directory&) = delete;
+        Directory& operator=(const Directory&) = delete;
+        std::filesystem::path path;
+    };
+
+    Directory m_directory;
+    std::unique_ptr<Clip> m_clip; // closed before its directory goes
+};

@@ -1,0 +1,20 @@
+// Why a clip or a frame cannot be read, in words: what the plug-in's status and log line mean to a person.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+/// What is wrong with a path before the plug-in is asked (missing, a directory, empty, no permission); empty
+/// when nothing is.
+[[nodiscard]] std::string explainPath(const std::string& path);
+
+/// Why a clip did not open, or a probe refused it. Never empty.
+[[nodiscard]] std::string explainOpenFailure(std::uint32_t status, const std::vector<std::string>& log);
+
+/// Why a frame could not be read. Never empty.
+[[nodiscard]] std::string explainReadFailure(std::uint32_t status, const std::vector<std::string>& log);
+
+/// What is damaged in a frame that was delivered nevertheless: the decoder says so in the log alone. Empty
+/// when nothing is. `planeSamples` is the number of samples that a plane of the clip has.
+[[nodiscard]] std::string describeDamage(const std::vector<std::string>& log, std::uint64_t planeSamples);

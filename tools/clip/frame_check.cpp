@@ -1,0 +1,129 @@
+#include "tools/clip/frame_check.h"
+
+#include "tools/clip/coded_size.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <optional>
+#include <vector>
+
+namespace {
+
+namespace plane = krwfile::plane;
+
+// Frames that a clip's padding is learned from.
+constexpr std::uint32_t kFramesToLearnFrom = 16;
+
+kinedec::PlaneParameters parameters(const kinedec::CodeTable& table, std::int32_t shift, FrameSize size) {
+    return {table, static_cast<std::int32_t>(size.pixels() / plane::kCount), shift, size.width / 2};
+}
+
+/// How a plane is padded; nothing when it does not decode or does not end inside its data.
+std::optional<PlanePadding> findPadding(const PlaneDescriptor& descriptor,
+                                        const kinedec::PlaneResult& result) {
+    return result.decoded ? planePadding(descriptor.dataSize, result.bitsUsed) : std::nullopt;
+}
+
+/// The most bytes that a plane of a delivered picture leaves behind its codes. Nothing when the samples do
+/// not tell, or a plane does not end inside its data.
+std::optional<std::uint32_t> mostBytesLeft(const RecordHeader& header, const MosaicView& picture) {
+    FrameCoding coding;
+    for (std::size_t k = 0; k < plane::kCount; ++k) {
+        const PlaneDescriptor descriptor = header.plane(k);
+        coding.tables[k] = descriptor.table;
+        coding.shifts[k] = descriptor.shift;
+    }
+    const auto bits = countCodedBits(picture, coding);
+    if (!bits) return std::nullopt;
+    std::uint32_t most = 0;
+    for (std::size_t k = 0; k < plane::kCount; ++k) {
+        const auto padding = planePadding(header.plane(k).dataSize, (*bits)[k]);
+        if (!padding) return std::nullopt;
+        most = std::max(most, padding->left);
+    }
+    return most;
+}
+
+/// Some plane that decodes is not used up.
+bool leavesBytes(const RecordHeader& header, const PlaneResults& results) {
+    for (std::size_t k = 0; k < results.size(); ++k)
+        if (findPadding(header.plane(k), results[k]).value_or(PlanePadding{}).left > 0) return true;
+    return false;
+}
+
+std::string describePlane(const RecordHeader& header, std::size_t k, const kinedec::PlaneResult& result,
+                          const ClipPadding& padding) {
+    const PlaneDescriptor descriptor = header.plane(k);
+    const FrameSize size = header.size();
+    const std::uint64_t used = (result.bitsUsed + 7) / 8;
+    const std::int32_t rows = size.height / 2;
+    const std::int32_t rowsDecoded = rows - result.samplesLeft / (size.width / 2);
+    const auto offset = [&](std::uint64_t byte) { return header.recordStart + descriptor.dataOffset + byte; };
+    const auto pictureRow = [k](std::int32_t row) { return 2 * row + static_cast<std::int32_t>(k / 2); };
+    if (used > descriptor.dataSize || result.rowsInData < rowsDecoded)
+        return fmt::format("plane {} is cut short: its {} bytes, up to file offset {}, end in row {}", k,
+                           descriptor.dataSize, offset(descriptor.dataSize), pictureRow(result.rowsInData));
+    if (!result.decoded)
+        return fmt::format("plane {} breaks off in row {}: no code at byte {} of {}, file offset {}", k,
+                           pictureRow(rowsDecoded), result.bitsUsed / 8, descriptor.dataSize,
+                           offset(result.bitsUsed / 8));
+    const auto left = static_cast<std::uint32_t>(descriptor.dataSize - used);
+    if (padding.isUsual(left)) return {};
+    return fmt::format(
+        "plane {} ends too early: its last row, {}, ends at byte {} of {}, file offset {}, and "
+        "the clip pads with {} bytes at most",
+        k, pictureRow(rows - 1), used, descriptor.dataSize, offset(used), padding.mostUsual());
+}
+
+} // namespace
+
+PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, plane::kCount> planes, FrameSize size) {
+    const auto lookup = std::make_unique<kinedec::LookupTable>();
+    PlaneResults results{};
+    for (std::size_t k = 0; k < planes.size(); ++k)
+        results[k] = checkPlane(*lookup, kinedec::BoundedBitReader(planes[k].bytes),
+                                parameters(planes[k].table, planes[k].shift, size));
+    return results;
+}
+
+std::string describePlanes(const RecordHeader& header, const PlaneResults& results,
+                           const ClipPadding& padding) {
+    std::string words;
+    for (std::size_t k = 0; k < results.size(); ++k) {
+        const std::string plane = describePlane(header, k, results[k], padding);
+        if (!words.empty() && !plane.empty()) words += "; ";
+        words += plane;
+    }
+    return words;
+}
+
+std::string FrameCheck::findDamage(std::uint32_t frame, const MosaicView& picture, bool brokeOff) {
+    const std::optional<RecordHeader> header = m_file.header(frame);
+    if (!header) return {};
+    if (!brokeOff) {
+        const auto left = mostBytesLeft(*header, picture);
+        if (left && (*left == 0 || padding().isUsual(*left))) return {};
+    }
+    const std::optional<CodedFrame> coded = m_file.planes(*header);
+    if (!coded) return {};
+    const PlaneResults results = checkPlanes(coded->planes().first<plane::kCount>(), header->size());
+    return describePlanes(*header, results, leavesBytes(*header, results) ? padding() : ClipPadding());
+}
+
+const ClipPadding& FrameCheck::padding() {
+    std::call_once(m_padding->learned, [this] {
+        const auto frames = static_cast<std::uint32_t>(m_file.table().size());
+        const std::uint32_t looked = std::min(frames, kFramesToLearnFrom);
+        std::vector<PlanePadding> paddings;
+        for (std::uint32_t i = 0; i < looked; ++i) {
+            const auto header = m_file.header(static_cast<std::uint32_t>(std::uint64_t{i} * frames / looked));
+            const auto coded = header ? m_file.planes(*header) : std::nullopt;
+            if (!coded) continue;
+            const PlaneResults results = checkPlanes(coded->planes().first<plane::kCount>(), header->size());
+            for (std::size_t k = 0; k < results.size(); ++k)
+                if (const auto found = findPadding(header->plane(k), results[k])) paddings.push_back(*found);
+        }
+        m_padding->clip = ClipPadding(paddings);
+    });
+    return m_padding->clip;
+}

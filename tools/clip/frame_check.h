@@ -1,0 +1,50 @@
+// Is a delivered frame whole? Its colour planes are when their codes end where their data end. The reader
+// cannot tell: it decodes whatever bits there are.
+#pragma once
+
+#include "kinedec/plane_decoder.h"
+#include "tools/clip/clip_file.h"
+#include "tools/clip/mosaic.h"
+#include "tools/clip/plane_padding.h"
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+/// What decoding each of a frame's planes came to.
+using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
+
+/// Decodes the four planes of a frame, one after another, and stores no sample.
+[[nodiscard]] PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, krwfile::plane::kCount> planes,
+                                       FrameSize size);
+
+/// What is wrong with a frame's planes, in words: plane, row of the picture and byte, or how many bytes are
+/// left behind its codes. Empty when nothing is.
+[[nodiscard]] std::string describePlanes(const RecordHeader& header, const PlaneResults& results,
+                                         const ClipPadding& padding);
+
+/// The check of one clip's frames, by the clip's own file. Not for use by several threads at once: each has
+/// its own.
+class FrameCheck final {
+  public:
+    /// Throws std::runtime_error when the file cannot be looked into.
+    explicit FrameCheck(const std::string& path) : m_file(path), m_padding(std::make_shared<Padding>()) {}
+
+    /// Why a frame that the reader delivered is damaged; empty when it is whole. `brokeOff`: the decoder
+    /// complained. The first frame with padding costs looking at some others.
+    [[nodiscard]] std::string findDamage(std::uint32_t frame, const MosaicView& picture, bool brokeOff);
+
+  private:
+    /// Learned once, by the first thread that needs it.
+    struct Padding {
+        std::once_flag learned;
+        ClipPadding clip;
+    };
+
+    [[nodiscard]] const ClipPadding& padding();
+
+    ClipFile m_file;
+    std::shared_ptr<Padding> m_padding;
+};

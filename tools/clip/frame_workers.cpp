@@ -1,0 +1,153 @@
+#include "tools/clip/frame_workers.h"
+
+#include "tools/clip/interrupt.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+/// How often the waiting thread looks whether a signal has come.
+constexpr std::chrono::milliseconds kSignalPoll{100};
+
+/// The frames still to be handed out, and the outcomes that have not been taken yet.
+class FrameQueue final {
+  public:
+    FrameQueue(const FrameRange& range, std::uint32_t ahead) : m_range(range), m_ahead(ahead) {}
+
+    /// The next frame to work on, once the taker is near enough to it; none when all are handed out or the
+    /// work has been stopped.
+    std::optional<std::uint32_t> next() {
+        std::unique_lock lock(m_mutex);
+        m_room.wait(lock, [this] { return m_stopped || m_handedOut - m_taken < m_ahead; });
+        if (m_stopped || m_handedOut == m_range.count || interrupt::requested()) return std::nullopt;
+        return m_range.first + m_handedOut++;
+    }
+
+    void deliver(std::uint32_t frame, FrameOutcome outcome) {
+        {
+            const std::scoped_lock lock(m_mutex);
+            if (outcome.isLast) m_stopped = true;
+            m_outcomes.emplace(frame, std::move(outcome));
+        }
+        m_changed.notify_one();
+    }
+
+    void fail(std::exception_ptr failure) {
+        {
+            const std::scoped_lock lock(m_mutex);
+            if (!m_failure) m_failure = std::move(failure);
+            m_stopped = true;
+        }
+        m_changed.notify_one();
+    }
+
+    void stop() {
+        {
+            const std::scoped_lock lock(m_mutex);
+            m_stopped = true;
+        }
+        m_room.notify_all();
+    }
+
+    /// Waits for a frame's outcome and hands it over. Throws what a worker threw, or Interrupted.
+    FrameOutcome take(std::uint32_t frame) {
+        std::unique_lock lock(m_mutex);
+        auto delivered = m_outcomes.find(frame);
+        for (; delivered == m_outcomes.end() && !m_failure; delivered = m_outcomes.find(frame)) {
+            interrupt::check();
+            m_changed.wait_for(lock, kSignalPoll);
+        }
+        if (m_failure) std::rethrow_exception(m_failure);
+        FrameOutcome outcome = std::move(delivered->second);
+        m_outcomes.erase(delivered);
+        ++m_taken;
+        m_room.notify_one();
+        return outcome;
+    }
+
+  private:
+    FrameRange m_range;
+    std::uint32_t m_ahead;
+    std::map<std::uint32_t, FrameOutcome> m_outcomes; // by frame
+    std::exception_ptr m_failure;
+    std::mutex m_mutex;
+    std::condition_variable m_changed; // an outcome or a failure is there
+    std::condition_variable m_room;    // a frame may be handed out, or none any more
+    std::uint32_t m_handedOut = 0;
+    std::uint32_t m_taken = 0;
+    bool m_stopped = false;
+};
+
+void workOn(FrameQueue& queue, Clip& clip, const FrameWork& work) {
+    Picture picture = clip.makePicture();
+    while (const auto frame = queue.next())
+        queue.deliver(*frame, work(clip, picture, *frame));
+}
+
+/// Joins its threads on every way out, after telling them to stop.
+class Workers final {
+  public:
+    explicit Workers(FrameQueue& queue) : m_queue(queue) {}
+    ~Workers() {
+        m_queue.stop();
+        for (std::thread& thread : m_threads)
+            thread.join();
+    }
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+
+    void start(const Plugin& plugin, Clip& clip, unsigned count, const FrameWork& work) {
+        for (unsigned index = 0; index < count; ++index)
+            m_threads.emplace_back([this, &plugin, &clip, &work, index] {
+                try {
+                    if (index == 0) return workOn(m_queue, clip, work);
+                    Clip own(plugin, clip);
+                    workOn(m_queue, own, work);
+                } catch (...) {
+                    m_queue.fail(std::current_exception());
+                }
+            });
+    }
+
+  private:
+    FrameQueue& m_queue;
+    std::vector<std::thread> m_threads;
+};
+
+/// How many workers take no more than a quarter of the machine's memory; at least one. A worker has a
+/// picture, its coded planes and what it makes of them.
+unsigned mostWorkers(const Clip& clip) {
+    constexpr std::uint64_t kShare = 4;
+    constexpr std::uint64_t kPictures = 3;
+    const auto memory = static_cast<std::uint64_t>(::sysconf(_SC_PHYS_PAGES)) *
+                        static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+    const std::uint64_t workers = memory / kShare / std::max<std::uint64_t>(kPictures * clip.frameBytes(), 1);
+    return static_cast<unsigned>(std::clamp<std::uint64_t>(workers, 1, 4096));
+}
+
+} // namespace
+
+void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, unsigned jobs,
+                  const FrameWork& work, const OutcomeTaker& take) {
+    if (range.count == 0) return;
+    const unsigned wanted = jobs > 0 ? jobs : std::thread::hardware_concurrency();
+    const unsigned count = std::clamp(wanted, 1U, std::min(range.count, mostWorkers(clip)));
+    FrameQueue queue(range, kFramesAhead * count);
+    Workers workers(queue);
+    workers.start(plugin, clip, count, work);
+    for (std::uint32_t index = 0; index < range.count; ++index) {
+        const std::uint32_t frame = range.first + index;
+        FrameOutcome outcome = queue.take(frame);
+        take(frame, outcome);
+        if (outcome.isLast) return;
+    }
+}

@@ -1,0 +1,11 @@
+// The timecode of a frame as the TimeCodes tag of CinemaDNG holds it.
+#pragma once
+
+#include "tools/clip/timecode.h"
+
+#include <array>
+#include <cstdint>
+
+/// The 8-byte binary timecode of SMPTE ST 331, user bits 0. Rates above 30 count pairs of frames (groups of
+/// four at 100), as SMPTE ST 12-1 does, and the field flag marks the second of a pair.
+[[nodiscard]] std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCounting& counting);

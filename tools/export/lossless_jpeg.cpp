@@ -1,0 +1,316 @@
+#include "tools/export/lossless_jpeg.h"
+
+#include "kinedec/magnitude.h"
+#include "tools/export/huffman.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <endian.h>
+
+namespace {
+
+constexpr std::size_t kComponents = 2;
+constexpr std::uint32_t kLargestSide = 65535;
+constexpr std::size_t kDifferences = 65536; // modulo 65536
+constexpr std::size_t kCategories = 16;     // 0 to 15
+constexpr std::size_t kLongestCode = 16;
+constexpr std::size_t kHeaderRoom = 128; // more than all marker segments of a stream take
+
+// Markers (T.81, table B.1).
+constexpr std::uint8_t kStartOfImage = 0xD8;
+constexpr std::uint8_t kStartOfLosslessFrame = 0xC3; // SOF3
+constexpr std::uint8_t kDefineHuffmanTable = 0xC4;
+constexpr std::uint8_t kStartOfScan = 0xDA;
+constexpr std::uint8_t kEndOfImage = 0xD9;
+
+/// What the first two samples of a row are predicted from.
+using RowPrediction = std::array<std::uint16_t, kComponents>;
+
+/// One tile of a mosaic, row by row.
+class Tile final {
+  public:
+    Tile(const MosaicView& mosaic, const TileGrid& grid, std::size_t index)
+        : m_mosaic(mosaic), m_left(static_cast<std::uint32_t>(index % grid.columns) * grid.tileWidth),
+          m_top(static_cast<std::uint32_t>(index / grid.columns) * grid.tileHeight), m_width(grid.tileWidth),
+          m_height(grid.tileHeight) {}
+
+    /// Calls `take` with component and difference of each sample in coding order, modulo 65536 (H.1.2.1).
+    /// Beyond the mosaic's edges every sample equals its prediction.
+    template <typename Take>
+    void forEachDifference(std::uint32_t row, unsigned precision, Take take) const {
+        const std::span<const std::uint16_t> samples = samplesOf(row);
+        RowPrediction prediction = predictionOf(row, precision);
+        for (std::size_t column = 0; column < samples.size(); column += kComponents)
+            for (std::size_t component = 0; component < kComponents; ++component) {
+                const std::uint16_t sample = samples[column + component];
+                take(component, static_cast<std::uint16_t>(sample - prediction[component]));
+                prediction[component] = sample;
+            }
+        for (std::size_t column = samples.size(); column < m_width; ++column)
+            take(column % kComponents, std::uint16_t{0});
+    }
+
+    [[nodiscard]] std::uint32_t width() const { return m_width; }
+    [[nodiscard]] std::uint32_t height() const { return m_height; }
+
+  private:
+    [[nodiscard]] std::span<const std::uint16_t> samplesOf(std::uint32_t row) const {
+        if (m_top + row >= m_mosaic.height) return {};
+        return m_mosaic.samples.subspan(std::size_t{m_top + row} * m_mosaic.width + m_left,
+                                        std::min(m_width, m_mosaic.width - m_left));
+    }
+
+    [[nodiscard]] RowPrediction predictionOf(std::uint32_t row, unsigned precision) const {
+        const auto half = static_cast<std::uint16_t>(1U << (precision - 1));
+        if (row == 0) return {half, half};
+        const auto above = samplesOf(row - 1);
+        return above.empty() ? RowPrediction{} : RowPrediction{above[0], above[1]};
+    }
+
+    const MosaicView& m_mosaic;
+    std::uint32_t m_left;
+    std::uint32_t m_top;
+    std::uint32_t m_width;
+    std::uint32_t m_height;
+};
+
+/// Bits that hold every sample; the format has at least 2. Samples of a mosaic come in groups of four.
+unsigned precisionOf(std::span<const std::uint16_t> samples) {
+    std::uint64_t all = 0;
+    for (; samples.size() >= 4; samples = samples.subspan(4)) {
+        std::uint64_t group = 0;
+        std::memcpy(&group, samples.data(), sizeof group);
+        all |= group;
+    }
+    const std::uint64_t folded = all | all >> 32U;
+    return std::max(2U, static_cast<unsigned>(std::bit_width((folded | folded >> 16U) & 0xFFFFU)));
+}
+
+using Histogram = std::array<std::uint64_t, kCategories>;
+
+/// Nothing when a difference of 32768 occurs.
+std::optional<Histogram> countCategories(const std::vector<Tile>& tiles, unsigned precision) {
+    // Counting differences and sorting them into categories afterwards is faster than finding each category.
+    // Each component has its own counts, so that an increment need not wait for its neighbour's.
+    using Counts = std::array<std::uint32_t, kDifferences>;
+    const auto counts = std::make_unique<std::array<Counts, kComponents>>();
+    for (const Tile& tile : tiles)
+        for (std::uint32_t row = 0; row < tile.height(); ++row)
+            tile.forEachDifference(row, precision,
+                                   [&counts](std::size_t component, std::uint16_t difference) {
+                                       ++(*counts)[component][difference];
+                                   });
+    Histogram histogram{};
+    for (std::size_t difference = 0; difference < kDifferences; ++difference) {
+        const std::uint64_t count = std::uint64_t{(*counts)[0][difference]} + (*counts)[1][difference];
+        const unsigned category = kinedec::magnitudeCategory(static_cast<std::int16_t>(difference));
+        if (category < kCategories)
+            histogram[category] += count;
+        else if (count > 0)
+            return std::nullopt;
+    }
+    return histogram;
+}
+
+struct HuffmanCode {
+    std::array<std::uint16_t, kCategories> lengths{}; // 0: no code
+    std::array<std::uint16_t, kCategories> codes{};
+};
+
+/// The cheapest code without one of all ones, which the format forbids. A reserved symbol takes that code: it
+/// is the rarest, so its code is among the longest, and it comes last. Among 17 symbols no code is longer
+/// than 16 bits.
+HuffmanCode fitCode(const Histogram& histogram) {
+    // A count of 1 below all the others: those are doubled.
+    std::array<std::uint64_t, kCategories + 1> counts{};
+    std::ranges::transform(histogram, counts.begin(), [](std::uint64_t count) { return 2 * count; });
+    counts.back() = 1;
+    std::array<std::uint16_t, kCategories + 1> lengths{};
+    fitCodeLengths(counts, lengths);
+
+    HuffmanCode code;
+    std::copy_n(lengths.begin(), kCategories, code.lengths.begin());
+    unsigned next = 0; // codes in the order of Annex C
+    for (std::size_t length = 1; length <= kLongestCode; ++length, next <<= 1U)
+        for (std::size_t category = 0; category < kCategories; ++category)
+            if (code.lengths[category] == length) code.codes[category] = static_cast<std::uint16_t>(next++);
+    return code;
+}
+
+std::uint64_t codedBits(const Histogram& histogram, const HuffmanCode& code) {
+    std::uint64_t bits = 0;
+    for (std::size_t category = 0; category < kCategories; ++category)
+        bits += histogram[category] * (code.lengths[category] + category);
+    return bits;
+}
+
+/// What is written for each difference modulo 65536: its category's code and the magnitude bits.
+class DifferenceCodes final {
+  public:
+    struct Bits {
+        std::uint32_t value;
+        std::uint32_t count;
+    };
+
+    explicit DifferenceCodes(const HuffmanCode& code)
+        : m_table(std::make_unique_for_overwrite<Bits[]>(kDifferences)) {
+        // Entries of categories without a code stay unset: their differences do not occur.
+        for (unsigned category = 0; category < kCategories; ++category) {
+            const std::uint32_t length = code.lengths[category];
+            if (length == 0) continue;
+            const std::uint32_t base = std::uint32_t{code.codes[category]} << category;
+            for (std::uint32_t magnitude = 0; magnitude < 1U << category; ++magnitude)
+                m_table[static_cast<std::uint16_t>(kinedec::extendMagnitude(magnitude, category))] = {
+                    base | magnitude, length + category};
+            m_longest = std::max(m_longest, length + category);
+        }
+    }
+
+    [[nodiscard]] const Bits& operator[](std::uint16_t difference) const { return m_table[difference]; }
+    [[nodiscard]] std::uint32_t longest() const { return m_longest; }
+
+  private:
+    std::unique_ptr<Bits[]> m_table;
+    std::uint32_t m_longest = 0;
+};
+
+/// Writes streams one behind the other into memory that is large enough.
+class JpegWriter final {
+  public:
+    explicit JpegWriter(std::uint8_t* out) : m_out(out) {}
+
+    [[nodiscard]] std::uint8_t* position() const { return m_out; }
+
+    void byte(std::size_t value) { *m_out++ = static_cast<std::uint8_t>(value); }
+    void word(std::size_t value) {
+        byte(value >> 8U);
+        byte(value);
+    }
+    void marker(std::uint8_t code) {
+        byte(0xFF);
+        byte(code);
+    }
+
+    /// Codes a tile's samples. `Group` differences are put together before bytes are written; with up to 7
+    /// bits of an unfinished byte they fit 64 bits.
+    template <std::size_t Group>
+    void code(const Tile& tile, unsigned precision, const DifferenceCodes& codes) {
+        std::uint64_t held = 0;
+        unsigned bits = 0;
+        std::uint8_t* out = m_out;
+        for (std::uint32_t row = 0; row < tile.height(); ++row)
+            tile.forEachDifference(row, precision, [&](std::size_t component, std::uint16_t difference) {
+                const DifferenceCodes::Bits& coded = codes[difference];
+                held = held << coded.count | coded.value;
+                bits += coded.count;
+                if (component % Group != Group - 1) return;
+                out = putBytes(out, held << (64 - bits), bits / 8);
+                bits %= 8;
+            });
+        // One bits fill the last byte (F.1.2.3).
+        if (bits > 0) out = putBytes(out, ~(~held << (64 - bits)), 1);
+        m_out = out;
+    }
+
+  private:
+    /// Writes the first `count` bytes of a word; a zero byte follows each byte 0xFF. May store 8 bytes,
+    /// whatever the count.
+    static std::uint8_t* putBytes(std::uint8_t* out, std::uint64_t word, unsigned count) {
+        constexpr std::uint64_t kOnes = 0x0101010101010101;
+        const bool mayHaveFullByte = ((~word - kOnes) & word & (kOnes << 7U)) != 0;
+        if (!mayHaveFullByte) {
+            const std::uint64_t bytes = htobe64(word);
+            std::memcpy(out, &bytes, sizeof bytes);
+            return out + count;
+        }
+        for (unsigned index = 0; index < count; ++index) {
+            const auto next = static_cast<std::uint8_t>(word >> (56 - 8 * index));
+            *out++ = next;
+            if (next == 0xFF) *out++ = 0;
+        }
+        return out;
+    }
+
+    std::uint8_t* m_out;
+};
+
+void writeFrameHeader(JpegWriter& out, unsigned precision, const Tile& tile) {
+    out.marker(kStartOfLosslessFrame);
+    out.word(8 + 3 * kComponents);
+    out.byte(precision);
+    out.word(tile.height());
+    out.word(tile.width() / kComponents);
+    out.byte(kComponents);
+    for (std::size_t component = 0; component < kComponents; ++component) {
+        out.byte(component);
+        out.byte(0x11); // sampling factors
+        out.byte(0);    // quantisation table: none in this process
+    }
+}
+
+void writeHuffmanTable(JpegWriter& out, const HuffmanCode& code) {
+    const auto used = static_cast<std::size_t>(
+        std::ranges::count_if(code.lengths, [](std::uint16_t length) { return length != 0; }));
+    out.marker(kDefineHuffmanTable);
+    out.word(3 + kLongestCode + used);
+    out.byte(0); // table 0
+    for (std::size_t length = 1; length <= kLongestCode; ++length)
+        out.byte(static_cast<std::size_t>(std::ranges::count(code.lengths, length)));
+    for (std::size_t length = 1; length <= kLongestCode; ++length)
+        for (std::size_t category = 0; category < kCategories; ++category)
+            if (code.lengths[category] == length) out.byte(category);
+}
+
+void writeScanHeader(JpegWriter& out) {
+    out.marker(kStartOfScan);
+    out.word(6 + 2 * kComponents);
+    out.byte(kComponents);
+    for (std::size_t component = 0; component < kComponents; ++component) {
+        out.byte(component);
+        out.byte(0); // table 0
+    }
+    out.byte(1); // predictor: the left neighbour
+    out.byte(0);
+    out.byte(0); // no point transform
+}
+
+void writeStream(JpegWriter& out, const Tile& tile, unsigned precision, const HuffmanCode& code,
+                 const DifferenceCodes& codes) {
+    constexpr std::uint32_t kPairLimit = (64 - 7) / 2;
+    out.marker(kStartOfImage);
+    writeFrameHeader(out, precision, tile);
+    writeHuffmanTable(out, code);
+    writeScanHeader(out);
+    if (codes.longest() <= kPairLimit)
+        out.code<2>(tile, precision, codes);
+    else
+        out.code<1>(tile, precision, codes);
+    out.marker(kEndOfImage);
+}
+
+} // namespace
+
+std::optional<JpegStreams> encodeLosslessJpeg(const MosaicView& mosaic, const TileGrid& grid) {
+    if (grid.tileWidth / kComponents > kLargestSide || grid.tileHeight > kLargestSide) return std::nullopt;
+    std::vector<Tile> tiles;
+    for (std::size_t index = 0; index < std::size_t{grid.columns} * grid.rows; ++index)
+        tiles.emplace_back(mosaic, grid, index);
+    const unsigned precision = precisionOf(mosaic.samples);
+    const std::optional<Histogram> histogram = countCategories(tiles, precision);
+    if (!histogram) return std::nullopt;
+    const HuffmanCode code = fitCode(*histogram);
+    const DifferenceCodes codes(code);
+
+    // Every byte may be followed by a zero byte.
+    const std::uint64_t room = 2 * (codedBits(*histogram, code) / 8) + tiles.size() * kHeaderRoom;
+    JpegStreams coded{std::make_unique_for_overwrite<std::uint8_t[]>(room), {}};
+    JpegWriter out(coded.memory.get());
+    for (const Tile& tile : tiles) {
+        const std::uint8_t* const begin = out.position();
+        writeStream(out, tile, precision, code, codes);
+        coded.streams.emplace_back(begin, out.position());
+    }
+    return coded;
+}

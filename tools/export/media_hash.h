@@ -1,0 +1,51 @@
+// Hashes of files and mosaics, in the text forms of ASC Media Hash Lists.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+/// In the order in which lists name them.
+enum class HashKind {
+    c4, // SHA-512 in base 58 (SMPTE ST 2114)
+    md5,
+    sha1,
+    xxh128,
+    xxh3, // 64 bits
+    xxh64,
+};
+
+/// The names in lists, on the command line and in manifests.
+[[nodiscard]] const std::map<std::string, HashKind>& hashKinds();
+[[nodiscard]] const std::string& hashName(HashKind kind);
+
+/// A hash of bytes that come in pieces.
+class MediaHash final {
+  public:
+    explicit MediaHash(HashKind kind);
+    ~MediaHash();
+    MediaHash(const MediaHash&) = delete;
+    MediaHash& operator=(const MediaHash&) = delete;
+    MediaHash(MediaHash&&) noexcept;
+
+    void update(std::span<const std::uint8_t> bytes);
+    /// The hash of all bytes so far: hexadecimal digits, or C4's text.
+    [[nodiscard]] std::string text();
+
+    /// One way to hash; an object holds one.
+    class State;
+
+  private:
+    std::unique_ptr<State> m_state;
+};
+
+/// The hash that a text stands for, most significant byte first. Throws std::runtime_error for a text that is
+/// none.
+[[nodiscard]] std::vector<std::uint8_t> hashBytes(HashKind kind, const std::string& text);
+
+/// The hashes of the file at `path`, in one reading. Throws std::runtime_error, "PATH: reason".
+[[nodiscard]] std::map<HashKind, std::string> fileHashes(const std::string& path,
+                                                         const std::vector<HashKind>& kinds);

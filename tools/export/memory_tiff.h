@@ -1,0 +1,70 @@
+// Writing TIFF files into memory through libtiff, with the tags of CinemaDNG that libtiff does not know.
+#pragma once
+
+#include "tools/export/encoded_file.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <tiffio.h>
+#include <vector>
+
+/// Tags of CinemaDNG.
+inline constexpr std::uint32_t kTagTimeCodes = 51043; // 8 bytes for each timecode
+inline constexpr std::uint32_t kTagFrameRate = 51044;
+inline constexpr std::uint32_t kTagReelName = 51081;
+
+/// One TIFF file under way. Failures throw std::runtime_error.
+class MemoryTiff final {
+  public:
+    MemoryTiff();
+
+    /// Sets one tag; the values are what TIFFSetField takes for it.
+    template <class... Values>
+    void set(std::uint32_t tag, Values... values) {
+        // libtiff's own interface.
+        if (TIFFSetField(m_tiff.get(), tag, values...) != 1) // NOLINT(cppcoreguidelines-pro-type-vararg)
+            throw std::runtime_error("TIFF tag " + std::to_string(tag) + " cannot be set");
+    }
+
+    /// Sets an SRATIONAL tag of one value. libtiff holds such values as floating point and would store a
+    /// neighbour of 30000/1001; this puts the very terms into the file.
+    void setRational(std::uint32_t tag, std::int32_t numerator, std::int32_t denominator);
+
+    /// The file: the directory, then the strips or tiles as they are coded, each at an even offset. Readers
+    /// that guess at the place of a directory find it near the file's start. The file borrows the chunks.
+    /// Nothing can be done to this object after that.
+    [[nodiscard]] EncodedFile finish(const std::vector<std::span<const std::uint8_t>>& chunks);
+
+    /// The file as libtiff sees it. Chunks are noted, not copied.
+    struct Storage {
+        std::vector<std::uint8_t> head;
+        std::vector<std::span<const std::uint8_t>> chunks;
+        std::uint64_t chunkBytes = 0; // with the bytes that fill up to even offsets
+        std::vector<std::uint8_t> tail;
+        std::uint64_t position = 0;
+        const void* nextChunk = nullptr; // what is written from there is a chunk
+
+        /// Where the first chunk begins, or would begin.
+        [[nodiscard]] std::uint64_t headEnd() const { return head.size() + head.size() % 2; }
+        [[nodiscard]] std::uint64_t size() const { return headEnd() + chunkBytes + tail.size(); }
+    };
+
+  private:
+    struct Rational {
+        std::uint32_t tag;
+        std::int32_t numerator;
+        std::int32_t denominator;
+    };
+    struct Closer {
+        void operator()(TIFF* tiff) const { TIFFClose(tiff); }
+    };
+
+    void writeChunks(const std::vector<std::span<const std::uint8_t>>& chunks);
+
+    Storage m_storage; // outlives the handle that writes to it
+    std::unique_ptr<TIFF, Closer> m_tiff;
+    std::vector<Rational> m_rationals;
+};

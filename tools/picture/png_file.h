@@ -1,0 +1,14 @@
+// RGB pictures as PNG files, through libpng.
+#pragma once
+
+#include "tools/picture/display_curve.h"
+#include "tools/picture/rgb_image.h"
+
+#include <cstdint>
+#include <vector>
+
+/// The bytes of a PNG file with samples of 8 or of 16 bits. The file says how light became `curve`'s values,
+/// where its format has words for that. Throws std::runtime_error when libpng fails.
+template <class Sample>
+[[nodiscard]] std::vector<std::uint8_t> encodePng(const RgbPicture<Sample>& picture,
+                                                  DisplayCurve curve = DisplayCurve::gamma);
