@@ -1,4 +1,4 @@
-// KineDec and the plane decoder behind it, held against the coding taken at its word.
+// KineDec and the plane decoder behind it, compared with a bit-by-bit reference decoder.
 #include "kinedec/kinedec.h"
 #include "kinedec/plane_decoder.h"
 #include "tests/support/guarded_bytes.h"
@@ -217,7 +217,8 @@ TEST_F(KineDecTest, WorkedTableEntries) {
 }
 
 TEST_F(KineDecTest, RandomPlanesRoundTripInEveryCall) {
-    // Beside the random codes: one code alone, total lengths of 13 and 14 bits, and of 25 among 13.
+    // Codes that random ones miss: a single code, and categories whose code and magnitude bits together are
+    // 13, 14 and 25.
     const CodeTable special[] = {
         codeTable({1}, {0}), codeTable({0, 0, 0, 0, 0, 8, 8}, {0, 0, 0, 0, 0, 2, 3}),
         codeTable({0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 13}, {0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0x1FFF})};
@@ -238,7 +239,7 @@ TEST_F(KineDecTest, RandomPlanesRoundTripInEveryCall) {
 }
 
 // Random bytes under codes that overlap or leave gaps: wrong codes in even and odd rows, ends of the stream
-// in mid-code. The unbounded calls get the zeros that the bounded ones make up.
+// in mid-code. The calls without a length get a stream with the zeros that the others assume behind its end.
 TEST_F(KineDecTest, RandomBytesGiveWhatTheDefinitionGives) {
     Random random(2);
     int rejected = 0;
@@ -259,7 +260,7 @@ TEST_F(KineDecTest, RandomBytesGiveWhatTheDefinitionGives) {
     EXPECT_GT(rejected, 300);
 }
 
-// What tells a plane that was cut short from a whole one: the bits of its codes, and the rows that its bytes
+// A plane that was cut short differs from a whole one in the bits of its codes and in the rows that its bytes
 // hold.
 TEST_F(KineDecTest, CheckSaysHowFarThePlaneReaches) {
     Random random(3);

@@ -27,7 +27,8 @@ struct Plane {
 };
 using Planes = std::array<Plane, 4>;
 
-/// The picture at an odd address in a block of just its size, so that a sanitizer sees every stray access.
+/// Decodes into an odd address in a block of exactly the picture's size, so that a sanitizer sees every stray
+/// access.
 std::optional<PlaneBits> decode(const Planes& planes, std::uint32_t width, std::uint32_t height,
                                 std::vector<std::uint16_t>& picture) {
     std::array<std::vector<std::uint8_t>, 4> padded;

@@ -156,8 +156,8 @@ TEST(ReadDamaged, RejectedPlaneIsDeliveredAsFarAsItWent) {
 }
 
 TEST(ReadDamaged, MessagesComeInPlaneOrder) {
-    // Plane 0 is rejected, plane 2 cannot be had: first the decoder's word, then the reader's, as if each
-    // plane were read and decoded before the next. The picture stays untouched.
+    // Plane 0 is rejected and plane 2 cannot be read. The decoder's message comes first, then the reader's,
+    // as if each plane were read and decoded before the next. The picture stays untouched.
     struct Row {
         const char* name;
         std::uint32_t field, value, result;

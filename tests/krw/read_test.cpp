@@ -80,7 +80,7 @@ TEST(Read, FrameRecordAndPosition) {
     EXPECT_EQ(stream.curFrame, 2U);
     EXPECT_EQ(static_cast<std::uint64_t>(clip.reader.m_frameBase), bytes.recordStarts[1]);
 
-    // The current frame, over and over, walks to the end.
+    // Reading the current frame again and again reaches the end.
     EXPECT_EQ(request.read(clip.reader, 0xFFFFFFFF), 0U);
     EXPECT_EQ(request.picture, mosaics[2].samples);
     EXPECT_EQ(request.read(clip.reader, 0xFFFFFFFF), status::kNoFile);
@@ -199,7 +199,7 @@ TEST(Read, PlaneOfTheLargestSizeAndStreamThatRunsOut) {
     clip.setCodeTable(1, 0, table);
     clip.setPlane(1, 0, plane::kDataOffset, place);
     clip.setPlane(1, 0, plane::kDataSize, static_cast<std::uint32_t>(data.size()));
-    // Zeros follow where a stream ends; under this table they are the difference -4095.
+    // Bits behind the end of a stream are 0. Under this table they are the difference -4095.
     kinedec::CodeTable zeros;
     zeros.lengths[12] = 1;
     clip.setCodeTable(1, 2, zeros);

@@ -1,5 +1,5 @@
-// Side-cars that are hostile, unreadable or no files, and memory that runs out: the clip opens as if there
-// were none, or with a whole document.
+// Hostile and unreadable side-cars, and memory that runs out: the clip opens as without a side-car, or with a
+// whole document.
 #include "host/error_output.h"
 #include "metadata/xml_limits.h"
 #include "tests/metadata/side_car_fixture.h"

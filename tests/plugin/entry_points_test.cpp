@@ -111,7 +111,8 @@ TEST(MediaFile, InitialisationCreatesAnObject) {
     xMediaFile(reader, CAMediaFile::MFX_DESTROY, nullptr);
 }
 
-/// An object of the host's own making: a table of slots and room for the base class's state. Calls are noted.
+/// An object that a host made itself: a table of slots, and room for the base class's state. It notes its
+/// calls.
 class FakeObject {
   public:
     static constexpr std::size_t kSlots = 85;

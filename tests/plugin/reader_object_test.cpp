@@ -29,7 +29,7 @@ std::array<std::size_t, sizeof...(Members)> slotsOf(Members... members) {
     return {slotOf(members)...};
 }
 
-/// Calls a slot of an object's table, as a host does that knows the order alone.
+/// Calls an operation by its slot, as a host does that knows only the order.
 template <class Result, class... Arguments>
 Result callSlot(CAMediaFile& object, std::size_t slot, Arguments... arguments) {
     void* const* table = nullptr;

@@ -1,7 +1,6 @@
 // Sweeps over a small clip: cut at every byte, every bit of what describes it flipped, every call into the
-// host and the heap failing in turn; and headers that lie about sizes. Whatever happens is answered with a
-// code and its message, or with the clip as it is; a failing read leaves the picture alone; nothing stays
-// behind.
+// host and the heap failing in turn; and headers that lie about sizes. Each failure has a code and its
+// message. A failing read leaves the picture alone. No memory and no handle is lost.
 #include "krw/byte_view.h"
 #include "plugin/entry_points.h"
 #include "plugin/status.h"
@@ -48,12 +47,12 @@ const Answers kReadAnswers{
     {status::kOutOfMemory, {""}},
 };
 
-// What is logged beside: rejected planes, the opened file, a slate's document.
+// Messages that are no errors: rejected planes, the opened file, a slate's document.
 constexpr std::string_view kNoErrors[] = {"codec error: ", "\npvx_krw(", "<PVDeviceMetadata>"};
 
 enum class Pictures { kept, changed };
 
-/// A host's dealings with one clip, in memory of its own from before the first call.
+/// A host that opens a clip and reads it. Its memory is allocated before the first call.
 struct Session {
     LogCapture log;
     std::uint32_t opened = 0;
@@ -150,7 +149,8 @@ class Sweep : public testing::Test {
 
     void flipBits(const TestClip& clip, std::size_t offset, std::size_t bytes) {
         write(clip);
-        // In place: a file that is cut and written anew takes its way to the disk each time.
+        // The file is changed in place. Truncating and rewriting it would make the file system write to the
+        // disk each time.
         std::fstream file(m_path, std::ios::binary | std::ios::in | std::ios::out);
         const auto put = [&file](std::size_t at, int byte) {
             file.seekp(static_cast<std::streamoff>(at)).put(static_cast<char>(byte)).flush();
@@ -282,7 +282,7 @@ TEST_F(Sweep, HeadersThatLieTakeNoMoreMemoryThanTheFile) {
         spoil(clip);
         write(clip);
         Session session;
-        const HostFaults faults; // counts from here: the session's own blocks are none of the reader's
+        const HostFaults faults; // counts from here, without the session's own blocks
         session.run(m_path.c_str());
         session.expectGoodAnswers(Pictures::changed);
         constexpr std::size_t kGrowth = 4096 * krwfile::trailer::kEntrySize; // step of a rebuilt table

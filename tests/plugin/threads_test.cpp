@@ -32,7 +32,8 @@ class Threads : public testing::Test {
         std::ofstream(m_directory.path("clipM01.xml")) << xml;
     }
 
-    /// Probes, opens, reads all frames from one on round to it, describes, closes. True when all was right.
+    /// Probes and opens the clip, reads all frames beginning with `first`, asks for the descriptions, and
+    /// closes. True when every answer was right.
     bool readAll(std::uint32_t first) const {
         bool right = xCheckVersionAndFile(m_path.c_str(), 0, nullptr) == status::kOk;
         CMFKrw reader(0);

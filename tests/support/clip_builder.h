@@ -1,5 +1,5 @@
-// Clips in memory for tests: every legal one through the clip writer, and every illegal one by naming the
-// field to spoil with the offsets of krw/format.h. Clips to reach by path go into a TempDir.
+// Clips in memory for tests. The clip writer makes legal clips. An illegal clip is a legal one with a field
+// overwritten, named by its offset in krw/format.h.
 #pragma once
 
 #include "krw/format.h"
@@ -21,8 +21,8 @@
 /// `count` random mosaics with seeds from 1.
 [[nodiscard]] std::vector<Mosaic> randomMosaics(std::size_t count, std::uint32_t width, std::uint32_t height);
 
-/// A clip's bytes and where things lie in them. A field that a test names must be there: what does not lie
-/// inside the bytes, or a tag that the header lacks, throws.
+/// A clip's bytes, and the places of its parts. Naming a field outside the bytes, or a tag that the header
+/// lacks, throws.
 class TestClip {
   public:
     std::vector<std::uint8_t> bytes;

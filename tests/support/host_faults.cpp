@@ -39,7 +39,7 @@ struct Watch {
 };
 
 constinit Watch watch;
-// A captured line takes memory that no caller has asked for: it is neither counted nor refused.
+// The memory of a captured line is not the reader's, so it is neither counted nor refused.
 thread_local bool capturing = false;
 
 bool strikes(HostCall call) {

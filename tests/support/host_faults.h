@@ -1,8 +1,7 @@
-// Makes the host misbehave on purpose, and watches what its callers leave behind. A test program that links
-// this stands between its callers (the reader's code, or a plug-in it loads) and the host library: every call
-// goes on to the library, unless a test has asked for it to fail. Blocks of PVAlloc are filled with a
-// pattern, because a host need not clear them. The heap of the code that is linked into the program itself is
-// covered too; shared libraries keep theirs.
+// Makes host functions fail on purpose, and counts what their callers leave behind. A test program that links
+// this stands between the reader's code and the host library. A call goes on to the library unless a test has
+// asked for it to fail. Blocks of PVAlloc are filled with a pattern, because a host need not clear them. The
+// heap of the code that is linked into the program itself is covered too; shared libraries keep theirs.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// The coding of a plane taken at its word: one bit at a time, codes compared category by category, no table.
-// Slow and plain, so that the decoders can be held against it.
+// A plane decoder that follows the definition of the coding: one bit at a time, codes compared category by
+// category, no table. The decoders are compared with it.
 #pragma once
 
 #include "kinedec/code_table.h"

@@ -1,4 +1,4 @@
-// DNG files of every kind of mosaic, opened by decoders that no one here wrote: LibRaw, dcraw and FFmpeg.
+// DNG files of every kind of mosaic, decoded by LibRaw, dcraw and FFmpeg.
 #include "tests/support/clip_builder.h"
 #include "tests/tools/krw_tool.h"
 #include "tools/export/output_file.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Nothing but what decoders need: no level shapes the samples that they deliver.
+/// Levels that leave samples as they are.
 DngMetadata plainMetadata() {
     DngMetadata metadata;
     metadata.make = "Maker";

@@ -1,5 +1,5 @@
-// Exports that are stopped, taken up, shared out and crossed by others: the folder holds whole files and a
-// manifest that is true.
+// Exports that are stopped, resumed, split into parts and run at the same time: the folder has whole files,
+// and the manifest is true.
 #include "tests/tools/krw_tool.h"
 #include "tools/export/output_file.h"
 
@@ -175,7 +175,7 @@ TEST_F(Export, TwoAtOnceDoNotMix) {
     writeLongClip("clip.krw");
     const Outcome both = shell(KRW_PROGRAM " -q export clip.krw -o out & " KRW_PROGRAM
                                            " -q export clip.krw -o out; echo $?; wait $!; echo $?");
-    // One of them wrote everything, the other one nothing; which is which, nobody knows.
+    // Either of the two may have written a file. Each file was written once.
     EXPECT_THAT(both.err,
                 testing::AnyOf(HasSubstr("another export is writing"), HasSubstr("exists already")));
     ASSERT_EQ(krw("-q export clip.krw -o single").status, 1);

@@ -1,5 +1,5 @@
-// The words for failures, reached through the messages that the reader really logs: each row makes a reader
-// fail, and the status and the log of that failure are put into words.
+// The reasons for failures. Each row makes a reader fail, and compares the reason made of the real status and
+// log.
 
 #include "krw/byte_view.h"
 #include "plugin/status.h"

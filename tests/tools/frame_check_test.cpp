@@ -58,7 +58,7 @@ TEST_P(WholeClip, HasNoDamagedFrame) {
     TestClip clip = makeShapedClip(GetParam());
     EXPECT_THAT(readAll(clip), testing::Each(""));
 
-    // What lies behind the codes is nobody's business.
+    // The check ignores what the padding holds.
     for (std::size_t frame = 0; frame < GetParam().frames; ++frame)
         for (std::size_t k = 0; k < plane::kCount; ++k) {
             const auto data = clip.planeData(frame, k);
@@ -150,7 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
 struct PaddingCase {
     const char* name;
     std::vector<PlanePadding> planes;
-    std::uint32_t atLeast; // what has to pass as padding, and not much more
+    std::uint32_t atLeast; // the padding that must pass; not much more may
     std::uint32_t atMost;
 };
 

@@ -1,5 +1,4 @@
-// The command `krw` as its users meet it: the built program is run, and what it prints, writes and returns is
-// looked at. Files are checked with programs that no one here wrote.
+// The built command `krw`: its output, its files and its exit status. Other programs read the files.
 
 #include "host/timecode.h"
 #include "tests/tools/krw_tool.h"
@@ -298,7 +297,7 @@ TEST_F(KrwTool, WritesDngFilesThatOtherDecodersRead) {
 }
 
 TEST_F(KrwTool, EndsInGoodOrderWhenInterrupted) {
-    // So many frames that no machine is done before the signal comes.
+    // Too many frames to finish before the signal comes.
     ClipDescription description;
     description.storedTable = false;
     TestClip clip = makeClip(description, randomMosaics(3, 64, 32));

@@ -102,7 +102,7 @@ TEST_F(HashLists, NameWhatChanged) {
     EXPECT_THAT(lines(changed.err), ElementsAre(HasSubstr("out/clip_000000.dng: xxh64 is "),
                                                 HasSubstr("out/clip_000001.dng: is missing"),
                                                 HasSubstr("out/new.txt: is in no list")));
-    // A generation over the damage tells of it too, and does not make it the original.
+    // A further generation reports the damage too, and keeps the original hash.
     const Outcome added = krw("-q export clip.krw -o out --frames 2 --resume --mhl");
     EXPECT_EQ(added.status, 1);
     EXPECT_THAT(list("out", 2), HasSubstr("xxh64 action=\"failed\""));

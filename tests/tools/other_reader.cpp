@@ -1,6 +1,6 @@
-// A plug-in whose reader keeps its own counsel: after opening, its members say other things than the
-// descriptions that it gives its host, and the mosaic has another filter pattern. A host that looks into
-// reader objects, or takes anything for granted, is seen at once.
+// A plug-in whose reader object differs from its descriptions: after opening, its members have other values,
+// and the mosaic has another filter pattern. It shows whether a host looks into the reader object instead of
+// asking for the descriptions.
 
 #include "krw/probe.h"
 #include "plugin/cmfkrw.h"

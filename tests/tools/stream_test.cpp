@@ -1,5 +1,4 @@
-// `krw stream` at the other end of the pipe: bytes held against what other commands write, and against
-// FFmpeg's own conversion.
+// What `krw stream` writes, compared with what other commands write and with FFmpeg's conversion.
 
 #include "tests/tools/krw_tool.h"
 #include "tools/export/pgm.h"
@@ -143,7 +142,7 @@ TEST_F(KrwStream, KeepsItsLengthWhenFramesAreNotWhole) {
     EXPECT_EQ(frame(black.out, 2), frame(repeated.out, 2));
     EXPECT_EQ(words(frame(black.out, 3)),
               std::vector<std::uint16_t>(size / 2, words(frame(black.out, 1))[0]));
-    // Nothing to repeat yet.
+    // No frame before it can be repeated.
     EXPECT_EQ(krw("stream spoilt.krw --as mosaic --frames 1-2").out,
               frame(black.out, 1) + frame(repeated.out, 2));
     EXPECT_EQ(krw("stream spoilt.krw --frames 1 | tail -c 3").out, "\x80\x80\x80");
@@ -159,7 +158,7 @@ TEST_F(KrwStream, EndsWhenTheReaderOrASignalSaysSo) {
     const Outcome full = krw("stream clip.krw > /dev/full");
     EXPECT_EQ(full.status, 1);
     EXPECT_THAT(full.err, HasSubstr("standard output: No space left"));
-    // The reader does not read; the signal ends the wait all the same.
+    // Nobody reads the pipe. The signal ends the wait all the same.
     const Outcome stopped =
         shell("bash -c 'mkfifo pipe; sleep 60 < pipe & reader=$!; " KRW_PROGRAM
               " stream clip.krw > pipe & sleep 0.5; kill -TERM $!; wait $!; echo $?; kill $reader'");

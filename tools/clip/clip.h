@@ -37,7 +37,8 @@ class ClipInformation final {
 /// Room for one frame: a mosaic of 16-bit samples that is reused from frame to frame.
 class Picture final {
   public:
-    /// Throws std::bad_alloc. The memory is not touched before a frame fills it: a header can claim any size.
+    /// Throws std::bad_alloc. Pages are first used when a frame fills them, because a header can claim any
+    /// size.
     Picture(std::uint32_t width, std::uint32_t height);
 
     [[nodiscard]] std::span<std::uint16_t> samples() { return {m_samples.get(), m_count}; }

@@ -1,4 +1,4 @@
-// A clip's own file, for what no host needs to know. It is parsed as the reader parses it.
+// A clip's file, parsed with the reader's own code. It tells what the plug-in's interface does not.
 #pragma once
 
 #include "krw/coded_frame.h"
@@ -21,7 +21,7 @@ struct RecordHeader {
     [[nodiscard]] PlaneDescriptor plane(std::size_t index) const { return planeDescriptor(view(), index); }
 };
 
-/// One open file. Calls on one object must not overlap. Copies of a clip's frame table are shared.
+/// One open file. Calls on one object must not overlap. Copies of an object share the frame table.
 class ClipFile final {
   public:
     /// Opens the file and loads its frame table as the reader does. Throws std::runtime_error when that
@@ -37,9 +37,10 @@ class ClipFile final {
     /// Place of the DANRAW_HEADER in a record.
     [[nodiscard]] std::uint64_t danrawOffset() const { return m_danrawOffset; }
 
-    /// A frame's header; nothing when it cannot be read or has no signature or no valid picture size.
+    /// A frame's header. Nothing is returned when the header cannot be read, or has no signature or no valid
+    /// picture size.
     [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame);
-    /// A frame's coded planes; nothing when one of the four cannot be had.
+    /// A frame's coded planes. Nothing is returned when one of the four cannot be read.
     [[nodiscard]] std::optional<CodedFrame> planes(const RecordHeader& header);
 
   private:

@@ -1,4 +1,4 @@
-// A clip opened where no side-car lies: what its own header says, and nothing else.
+// A clip opened without its side-cars: the information is that of its own header.
 #pragma once
 
 #include "tools/clip/clip.h"

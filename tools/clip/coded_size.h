@@ -1,5 +1,5 @@
-// The size of a decoded picture in its own code. A plane's codes end where its data end when the plane is
-// whole. Counting them from the samples is several times faster than decoding the plane again.
+// The number of bits that a decoded picture took in the clip. A plane is whole when its codes end where its
+// data ends. Counting the bits from the samples is several times faster than decoding the plane again.
 #pragma once
 
 #include "kinedec/picture_decoder.h"
@@ -14,8 +14,8 @@ struct FrameCoding {
     std::array<std::int32_t, krwfile::plane::kCount> shifts;
 };
 
-/// Bits of the codes that a mosaic was decoded from, plane by plane. Nothing when the samples do not tell: a
-/// table that is no prefix code, planes with different shifts, or a difference that has no code. The count
-/// can be wrong when a shift above 3 has pushed bits out of the samples.
+/// Bits of the codes that a mosaic was decoded from, plane by plane. Nothing is returned when the samples do
+/// not tell: the table is no prefix code, the planes have different shifts, or a difference has no code. The
+/// count can be wrong when a shift above 3 has pushed bits out of the samples.
 [[nodiscard]] std::optional<kinedec::PlaneBits> countCodedBits(const MosaicView& mosaic,
                                                                const FrameCoding& coding);

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A status, a part of the log line that goes with it (empty: any), and what the two say.
+/// A status, a part of the log line that comes with it (empty for any line), and the reason in words.
 struct Reason {
     std::uint32_t status;
     std::string_view line;

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-/// What is wrong with a path before the plug-in is asked (missing, a directory, empty, no permission); empty
-/// when nothing is.
+/// What is wrong with a path before the plug-in is asked: missing, a directory, empty, no permission. The
+/// result is empty when nothing is wrong.
 [[nodiscard]] std::string explainPath(const std::string& path);
 
 /// Why a clip did not open, or a probe refused it. Never empty.
@@ -15,6 +15,7 @@
 /// Why a frame could not be read. Never empty.
 [[nodiscard]] std::string explainReadFailure(std::uint32_t status, const std::vector<std::string>& log);
 
-/// What is damaged in a frame that was delivered nevertheless: the decoder says so in the log alone. Empty
-/// when nothing is. `planeSamples` is the number of samples that a plane of the clip has.
+/// What is damaged in a frame that was delivered nevertheless. Only the decoder's lines in the log tell. The
+/// result is empty when nothing is damaged. `planeSamples` is the number of samples that a plane of the clip
+/// has.
 [[nodiscard]] std::string describeDamage(const std::vector<std::string>& log, std::uint64_t planeSamples);

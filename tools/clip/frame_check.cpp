@@ -18,14 +18,14 @@ kinedec::PlaneParameters parameters(const kinedec::CodeTable& table, std::int32_
     return {table, static_cast<std::int32_t>(size.pixels() / plane::kCount), shift, size.width / 2};
 }
 
-/// How a plane is padded; nothing when it does not decode or does not end inside its data.
+/// A plane's padding. Nothing is returned when the plane does not decode, or does not end inside its data.
 std::optional<PlanePadding> findPadding(const PlaneDescriptor& descriptor,
                                         const kinedec::PlaneResult& result) {
     return result.decoded ? planePadding(descriptor.dataSize, result.bitsUsed) : std::nullopt;
 }
 
-/// The most bytes that a plane of a delivered picture leaves behind its codes. Nothing when the samples do
-/// not tell, or a plane does not end inside its data.
+/// The most bytes that a plane of a delivered picture leaves behind its codes. Nothing is returned when the
+/// samples do not tell, or a plane does not end inside its data.
 std::optional<std::uint32_t> mostBytesLeft(const RecordHeader& header, const MosaicView& picture) {
     FrameCoding coding;
     for (std::size_t k = 0; k < plane::kCount; ++k) {
@@ -44,7 +44,7 @@ std::optional<std::uint32_t> mostBytesLeft(const RecordHeader& header, const Mos
     return most;
 }
 
-/// Some plane that decodes is not used up.
+/// True when a plane that decodes leaves bytes behind its codes.
 bool leavesBytes(const RecordHeader& header, const PlaneResults& results) {
     for (std::size_t k = 0; k < results.size(); ++k)
         if (findPadding(header.plane(k), results[k]).value_or(PlanePadding{}).left > 0) return true;

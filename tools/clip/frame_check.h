@@ -1,5 +1,5 @@
-// Is a delivered frame whole? Its colour planes are when their codes end where their data end. The reader
-// cannot tell: it decodes whatever bits there are.
+// Is a delivered frame whole? A colour plane is whole when its codes end where its data ends. The reader
+// cannot tell, because it decodes whatever bits there are.
 #pragma once
 
 #include "kinedec/plane_decoder.h"
@@ -13,7 +13,7 @@
 #include <mutex>
 #include <string>
 
-/// What decoding each of a frame's planes came to.
+/// The results of decoding a frame's planes.
 using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
 
 /// Decodes the four planes of a frame, one after another, and stores no sample.
@@ -21,7 +21,7 @@ using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
                                        FrameSize size);
 
 /// What is wrong with a frame's planes, in words: plane, row of the picture and byte, or how many bytes are
-/// left behind its codes. Empty when nothing is.
+/// left behind its codes. Empty when the planes are whole.
 [[nodiscard]] std::string describePlanes(const RecordHeader& header, const PlaneResults& results,
                                          const ClipPadding& padding);
 
@@ -32,8 +32,9 @@ class FrameCheck final {
     /// Throws std::runtime_error when the file cannot be looked into.
     explicit FrameCheck(const std::string& path) : m_file(path), m_padding(std::make_shared<Padding>()) {}
 
-    /// Why a frame that the reader delivered is damaged; empty when it is whole. `brokeOff`: the decoder
-    /// complained. The first frame with padding costs looking at some others.
+    /// Why a frame that the reader delivered is damaged. The result is empty for a whole frame. `brokeOff`
+    /// says that the decoder rejected a plane. For the first frame with padding, this reads some other frames
+    /// to learn the clip's padding.
     [[nodiscard]] std::string findDamage(std::uint32_t frame, const MosaicView& picture, bool brokeOff);
 
   private:

@@ -15,16 +15,16 @@
 
 namespace {
 
-/// How often the waiting thread looks whether a signal has come.
+/// Interval at which the waiting thread looks for a signal.
 constexpr std::chrono::milliseconds kSignalPoll{100};
 
-/// The frames still to be handed out, and the outcomes that have not been taken yet.
+/// The frames that no worker has begun, and the outcomes that have not been taken.
 class FrameQueue final {
   public:
     FrameQueue(const FrameRange& range, std::uint32_t ahead) : m_range(range), m_ahead(ahead) {}
 
-    /// The next frame to work on, once the taker is near enough to it; none when all are handed out or the
-    /// work has been stopped.
+    /// Waits until the taker is near enough to the next frame, and returns that frame. Nothing is returned
+    /// when no frame is left or the work has been stopped.
     std::optional<std::uint32_t> next() {
         std::unique_lock lock(m_mutex);
         m_room.wait(lock, [this] { return m_stopped || m_handedOut - m_taken < m_ahead; });
@@ -81,7 +81,7 @@ class FrameQueue final {
     std::exception_ptr m_failure;
     std::mutex m_mutex;
     std::condition_variable m_changed; // an outcome or a failure is there
-    std::condition_variable m_room;    // a frame may be handed out, or none any more
+    std::condition_variable m_room;    // a worker may begin a frame, or has to end
     std::uint32_t m_handedOut = 0;
     std::uint32_t m_taken = 0;
     bool m_stopped = false;
@@ -93,7 +93,7 @@ void workOn(FrameQueue& queue, Clip& clip, const FrameWork& work) {
         queue.deliver(*frame, work(clip, picture, *frame));
 }
 
-/// Joins its threads on every way out, after telling them to stop.
+/// Threads that are told to stop and joined when this object goes.
 class Workers final {
   public:
     explicit Workers(FrameQueue& queue) : m_queue(queue) {}
@@ -123,8 +123,8 @@ class Workers final {
     std::vector<std::thread> m_threads;
 };
 
-/// How many workers take no more than a quarter of the machine's memory; at least one. A worker has a
-/// picture, its coded planes and what it makes of them.
+/// The number of workers that take no more than a quarter of the machine's memory, at least one. A worker
+/// holds a picture, its coded planes and what it makes of them.
 unsigned mostWorkers(const Clip& clip) {
     constexpr std::uint64_t kShare = 4;
     constexpr std::uint64_t kPictures = 3;

@@ -25,7 +25,7 @@ void noticeSignals(int flags) {
 void listen() {
     noticeSignals(SA_RESTART);
     std::signal(SIGPIPE,
-                SIG_IGN); // a reader that left is an error to report, not a reason to leave files behind
+                SIG_IGN); // a closed pipe becomes an error, so that files are cleaned up
 }
 
 void endWaits() {

@@ -1,6 +1,6 @@
-// Ctrl-C and the signals of a job queue: work under way is given up in good order, so that no partial file
-// stays behind. That takes no longer than the frames under way; queues send their signal twice, so a second
-// one does no more than the first.
+// Ctrl-C and the signals of a job queue. Work under way ends in good order, so that no partial file stays
+// behind. It ends as soon as the frames under way are done. Queues send their signal twice, so a second
+// signal does no more than the first.
 #pragma once
 
 #include <stdexcept>
@@ -16,8 +16,8 @@ namespace interrupt {
 /// Notices SIGINT, SIGTERM and SIGHUP from here on.
 void listen();
 
-/// From here on, a system call that waits ends with EINTR when a signal comes. For output to a pipe that
-/// nobody reads for a while.
+/// From here on, a signal ends a waiting system call with EINTR. Without this, a write to a pipe that nobody
+/// reads would wait on.
 void endWaits();
 
 [[nodiscard]] bool requested();

@@ -46,7 +46,7 @@ enum class Shown { plain, hex, thousandths, ratio };
 struct NamedNumber {
     InfoNumber item;
     const char* name;
-    ItemSource ownSource; // of a value that no side-car gave
+    ItemSource ownSource; // source of a value that no side-car gave
     Shown shown;
 };
 

@@ -26,8 +26,8 @@ struct NamedItem {
     ItemSource source;
 };
 
-/// The items that are set, texts before numbers, but the device metadata document and the raw-development
-/// block. `bare` is the same clip's information without side-cars; null when it is not to be had.
+/// The items that are set, texts before numbers. The device metadata document and the raw-development block
+/// are left out. `bare` is the same clip's information without side-cars, or null when that is not known.
 [[nodiscard]] std::vector<NamedItem> listNamedItems(const ClipInformation& information,
                                                     const ClipInformation* bare);
 

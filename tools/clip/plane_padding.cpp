@@ -7,8 +7,8 @@
 
 namespace {
 
-// Planes are padded to sectors, pages or blocks of a drive. A larger common divisor of sizes, or a large one
-// that is no power of two, is chance.
+// Planes are padded to sectors, pages or blocks of a drive. A common divisor of the sizes that is larger than
+// these is chance.
 constexpr std::uint32_t kLargestPowerOfTwo = 65536;
 constexpr std::uint32_t kLargestOther = 4096;
 
@@ -21,7 +21,8 @@ std::uint32_t largestUnit(std::uint32_t divisor) {
     return std::max(std::gcd(divisor, kLargestPowerOfTwo), other);
 }
 
-/// Common divisor of the sizes of planes, without one of them (none for an index behind the last).
+/// Common divisor of the planes' sizes. Plane `without` is left out; an index behind the last leaves out
+/// none.
 std::uint32_t commonDivisor(std::span<const PlanePadding> planes, std::size_t without) {
     std::uint32_t divisor = 0;
     for (std::size_t k = 0; k < planes.size(); ++k)
@@ -29,7 +30,8 @@ std::uint32_t commonDivisor(std::span<const PlanePadding> planes, std::size_t wi
     return divisor;
 }
 
-/// The largest size that three quarters of the planes are filled up to: a few wrong sizes do not hide it.
+/// The largest block size that three quarters of the planes are filled up to. A few wrong sizes do not hide
+/// it.
 std::uint32_t commonUnit(std::span<const PlanePadding> planes) {
     constexpr std::size_t kTogether = 4; // planes whose common divisors are tried, each one left out in turn
     std::uint32_t unit = 1;
@@ -65,13 +67,13 @@ ClipPadding::ClipPadding(std::span<const PlanePadding> planes) {
     };
     const std::uint32_t fixed = quantile(10);
     const std::uint32_t often = quantile(75);
-    // Where three planes of four leave next to nothing, a large common divisor of the sizes is chance: the
-    // planes of a plain picture are all alike.
+    // Planes of a plain picture have the same size, which looks like a large block size. They leave next to
+    // nothing behind their codes, so the block size is limited by that.
     constexpr std::uint64_t kUnlikely = 256;
     const std::uint64_t unit =
         std::min<std::uint64_t>(commonUnit(planes), kUnlikely * (std::uint64_t{often} + 1));
     std::uint64_t most = fixed + unit - 1;
-    // Padding that follows no rule.
+    // The padding follows no block size.
     if (quantile(50) > most) most = std::uint64_t{2} * often;
     m_mostUsual =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(most, std::numeric_limits<std::uint32_t>::max()));

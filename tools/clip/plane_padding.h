@@ -1,5 +1,6 @@
-// What lies behind the codes in a plane's data. Cameras fill planes up to whole blocks. How a clip does it is
-// learned from some of its planes, so that padding is told from data that a damaged stream left behind.
+// Padding: the bytes behind the codes in a plane's data. Cameras fill planes up to whole blocks. The block
+// size is learned from some of the clip's planes. So padding can be told from data that a damaged stream left
+// behind.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,8 @@ struct PlanePadding {
     std::uint32_t left = 0; // of them behind the codes; the byte in which the codes end counts as used
 };
 
-/// Nothing when the plane's codes, so many bits, do not end inside its data.
+/// The padding of a plane of `size` bytes whose codes take `bits`. Nothing is returned when the codes do not
+/// end inside the data.
 [[nodiscard]] std::optional<PlanePadding> planePadding(std::uint32_t size, std::uint64_t bits);
 
 /// The padding of a clip.
@@ -20,9 +22,8 @@ class ClipPadding {
   public:
     /// Without padding: codes end in the last byte.
     ClipPadding() = default;
-    /// Learns from planes of a clip, most of which should be whole; the planes of a frame follow one another.
-    /// They need not be all of the clip's. Whatever size a clip's planes are filled up to a multiple of, all
-    /// its planes have usual padding then, also when a fixed number of bytes follows.
+    /// Learns from some planes of a clip, frame after frame. Most of them should be whole. Any block size is
+    /// learned, also with a fixed number of bytes behind it.
     explicit ClipPadding(std::span<const PlanePadding> planes);
 
     [[nodiscard]] bool isUsual(std::uint32_t left) const { return left <= m_mostUsual; }

@@ -33,7 +33,7 @@ std::string findPlugin() {
                                          kPluginName, program.string()));
 }
 
-/// An entry point of the library; the cast is what dlsym is made for.
+/// An entry point of the library. POSIX allows the cast from a pointer to a function.
 template <class Function>
 Function entryPoint(void* library, const char* name, const std::string& path) {
     void* const symbol = dlsym(library, name);

@@ -10,9 +10,9 @@
 /// A loaded plug-in. It stays loaded for as long as this object lives, and must outlive its readers.
 class Plugin final {
   public:
-    /// Loads the plug-in at `path`; for an empty one, beside the program or from the program's
-    /// "../lib/krw/plugins" and the like. Throws std::runtime_error when there is none or its interface is
-    /// not the one this host speaks.
+    /// Loads the plug-in at `path`. An empty path stands for a plug-in beside the program or in the program's
+    /// "../lib/krw/plugins" and similar folders. Throws std::runtime_error when there is none, or its
+    /// interface version is not this host's.
     explicit Plugin(const std::string& path);
 
     /// The plug-in's verdict on a file: 0 when it can be read, otherwise a status of plugin/status.h.

@@ -14,7 +14,7 @@ struct MessageRouter {
         try {
             innermost->m_lines.emplace_back(text.substr(0, end == std::string_view::npos ? 0 : end + 1));
         } catch (const std::bad_alloc&) {
-            // The line goes missing; the failure that it explains is still reported.
+            // The line is lost. The failure that it explains is still reported by its status.
             return;
         }
     }

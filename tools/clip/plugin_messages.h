@@ -1,12 +1,12 @@
-// Listening to the host's log: the plug-in explains a failure there, and nowhere else says that a plane broke
-// off while decoding.
+// The messages that the plug-in logs. They explain a failure, and only they say that a plane broke off while
+// decoding.
 #pragma once
 
 #include <string>
 #include <vector>
 
-/// Collects what is logged on this thread while it lives: the plug-in has no threads of its own, so that is
-/// what the calls made meanwhile had to say. Captures on one thread nest; on several they do not mix.
+/// Collects the messages that the plug-in logs on this thread while this object lives. The plug-in has no
+/// threads of its own, so they are the messages of this thread's calls. Captures on one thread nest.
 class PluginMessages final {
   public:
     PluginMessages();
@@ -23,5 +23,5 @@ class PluginMessages final {
     PluginMessages* m_outer;
 };
 
-/// Sends the host's log to the captures from here on; lines that no capture waits for are dropped.
+/// Sends the host's log to the captures from here on. A line without a capture on its thread is dropped.
 void collectPluginMessages();

@@ -67,7 +67,7 @@ void Canvas::lineDown(double x, double y, double length, Colour colour, bool das
 }
 
 std::uint32_t* Canvas::rowAt(std::uint32_t y) const {
-    // Cairo keeps a pixel in a 32-bit word, and rows apart by a multiple of that.
+    // Cairo keeps a pixel in a 32-bit word. Its rows may be longer than the picture is wide.
     unsigned char* const pixels = cairo_image_surface_get_data(m_surface.get());
     const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(m_surface.get()));
     return static_cast<std::uint32_t*>(static_cast<void*>(pixels + y * stride));

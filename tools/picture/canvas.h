@@ -16,11 +16,11 @@ struct Colour {
 struct TextStyle {
     double size; // height of the font in pixels
     Colour colour;
-    double width; // pixels; a longer text loses its middle
+    double width; // pixels; a longer text is shortened in its middle
 };
 
-/// A picture that is drawn on. Coordinates are pixels from the top left corner; what falls outside is left
-/// out. For one thread at a time.
+/// A picture that is drawn on. Coordinates are pixels from the top left corner. What falls outside is not
+/// drawn. For one thread at a time.
 class Canvas final {
   public:
     /// Pixels of a line of text for each pixel of its font's height.

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-/// Makes light of a sample: (sample - black) * factors[colour], in -kWhite16 to kWhite16. Samples below the
+/// Turns a sample into light: (sample - black) * factors[colour], in -kWhite16 to kWhite16. Samples below the
 /// black level stay negative, so that noise around black keeps its mean.
 struct LightScale {
     float black = 0;

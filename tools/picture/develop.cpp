@@ -4,7 +4,7 @@
 
 namespace {
 
-/// How far a picture can be divided and keep a pixel each way.
+/// The largest divisor that leaves a pixel each way.
 std::uint32_t usableShrink(std::uint32_t mosaicWidth, std::uint32_t mosaicHeight, const PictureForm& form) {
     return std::clamp<std::uint32_t>(form.shrink, 1, std::min(mosaicWidth, mosaicHeight) / 2);
 }

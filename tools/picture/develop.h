@@ -24,8 +24,8 @@ enum class PictureSize {
 /// The words of the command line.
 [[nodiscard]] const std::map<std::string, PictureSize>& pictureSizes();
 
-/// The size of developed pictures. A half-size one can be divided further: the mean of shrink x shrink cells
-/// makes a pixel, at least one pixel each way.
+/// The size of developed pictures. A half-size picture can be divided further: a pixel is then the mean of
+/// shrink x shrink cells. At least one pixel is left each way.
 struct PictureForm {
     PictureSize size = PictureSize::half;
     std::uint32_t shrink = 1;

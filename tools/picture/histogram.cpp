@@ -51,7 +51,7 @@ struct PlaneHistogram {
     std::uint16_t highest = 0;
 };
 
-/// Values per bin so that white level and every sample fall inside.
+/// Values in a bin, so many that the white level and every sample fall inside the chart.
 std::uint32_t valuesPerBin(const MosaicView& mosaic, std::uint32_t whiteLevel) {
     const std::uint32_t highest =
         std::max<std::uint32_t>(*std::max_element(mosaic.samples.begin(), mosaic.samples.end()),

@@ -13,7 +13,7 @@ namespace {
 /// Speed before size.
 constexpr int kCompressionLevel = 1;
 
-/// What libpng reports and writes during one call.
+/// The file, and the failure that libpng reported.
 struct Output {
     std::vector<std::uint8_t> bytes;
     std::string failure;
@@ -45,7 +45,8 @@ void writeCodingPoints(png_structp png) {
     png_write_chunk(png, kName.data(), kBt709.data(), kBt709.size());
 }
 
-/// False when libpng has given up. libpng leaves through longjmp: nothing in here has a destructor.
+/// Writes the picture. False when libpng failed. libpng leaves through longjmp, so nothing in here may have a
+/// destructor.
 template <class Sample>
 bool writePicture(png_structp png, png_infop info, const RgbPicture<Sample>& picture, DisplayCurve curve) {
     if (setjmp(png_jmpbuf(png)) != 0) return false;

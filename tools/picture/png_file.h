@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-/// The bytes of a PNG file with samples of 8 or of 16 bits. The file says how light became `curve`'s values,
-/// where its format has words for that. Throws std::runtime_error when libpng fails.
+/// The bytes of a PNG file with samples of 8 or of 16 bits. The file names the transfer characteristics of
+/// `curve` where PNG has a code for them. Throws std::runtime_error when libpng fails.
 template <class Sample>
 [[nodiscard]] std::vector<std::uint8_t> encodePng(const RgbPicture<Sample>& picture,
                                                   DisplayCurve curve = DisplayCurve::gamma);

@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t kUnityGain = 1000;
 constexpr Gains kNeutral{1, 1, 1};
 
-/// What sensors need in daylight, about: the estimate starts there.
+/// Typical gains of a sensor in daylight, where the estimate starts.
 constexpr Gains kUsualGains{1.9, 1, 1.6};
 
 /// The colour of a small area: red and blue over green, as logarithms to base 2, and how much it counts.
@@ -19,7 +19,8 @@ struct AreaColour {
     double weight;
 };
 
-/// The mean colour of a square of cells; none for areas that are clipped or too dark to have a colour.
+/// Adds the mean colour of a square of cells. Areas that are clipped or too dark to have a colour are left
+/// out.
 void addArea(const MosaicView& mosaic, const Levels& levels, std::uint32_t left, std::uint32_t top,
              std::uint32_t side, std::vector<AreaColour>& areas) {
     constexpr double kClipped = 0.95;
@@ -61,7 +62,7 @@ void addAreas(const MosaicView& mosaic, const Levels& levels, std::vector<AreaCo
 /// their complement.
 Gains estimate(const std::vector<AreaColour>& areas) {
     constexpr double kLargest = 8;
-    constexpr double kUsualShare = 0.02; // of all weights: what the usual light counts
+    constexpr double kUsualShare = 0.02; // weight of the usual light, as a share of all weights
     constexpr std::array kWindows{0.9, 0.6, 0.45, 0.35, 0.3, 0.3, 0.3, 0.3}; // standard deviations
     if (areas.empty()) return kNeutral;
     double total = 0;

@@ -11,7 +11,7 @@
 using Gains = std::array<double, 3>;
 
 enum class Balance {
-    automatic, // the clip's gains where they say something, else an estimate
+    automatic, // the clip's gains where it names any, otherwise an estimate
     clip,      // the clip's gains as they stand
     grey,      // an estimate
 };

@@ -21,17 +21,17 @@ struct StartTimecode {
     unsigned frames = 0;
 };
 
-/// What a clip says about itself. A text may fill its field to the last byte, but not exceed it.
+/// What a clip says about itself. A text is at most as long as its field.
 struct ClipDescription {
     float framesPerSecond = 25;
     StartTimecode start;
     unsigned shift = 0;                // the reader delivers coded samples << shift
     std::uint32_t blackLevel = 256;    // on the scale of the coded samples
     std::uint32_t whiteLevel = 4095;   // on the scale of the coded samples
-    std::uint16_t compression = 9;     // of 1, 9 and 10, the last two are for coded planes
+    std::uint16_t compression = 9;     // 1, 9 or 10; the planes are coded with 9 and 10
     std::uint32_t danrawOffset = 2048; // place of the DANRAW_HEADER in every record
     std::uint32_t planePadding = 1;    // zeros fill each plane's data up to a multiple of so many bytes
-    bool storedTable = true;           // false: the clip of a camera that was cut off
+    bool storedTable = true;           // false: as a camera leaves it that lost its power
 
     std::uint32_t value24 = 1;
     std::int32_t cameraIndex = 1;

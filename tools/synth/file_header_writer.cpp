@@ -70,7 +70,7 @@ Entry colorMatrix(std::uint16_t tag) {
 
 // In ascending order, as TIFF demands.
 std::vector<Entry> makeEntries(const FileHeaderFields& header) {
-    // A block that lies elsewhere: what the entry states is its size and its place.
+    // The entry states size and place of a block that lies elsewhere.
     Entry privateData = dword(krwfile::kTagDngPrivateData, header.privateDataOffset);
     privateData.type = Type::byte;
     privateData.count = krwfile::danraw::kSize;

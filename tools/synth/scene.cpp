@@ -152,7 +152,7 @@ void paintDisc(Mosaic& mosaic, std::uint32_t frame) {
     const std::int64_t way = whole.width() + 2 * radius;
     const std::int64_t left = way * (frame % kFramesAcross) / kFramesAcross - 2 * radius;
     const std::int64_t top = whole.height() * 67 / 100 - radius;
-    // Painted by its rows: a square area would wipe out what lies around the disc.
+    // Row by row, because a square would overwrite what lies around the disc.
     for (std::int64_t y = 0; y < 2 * radius; ++y) {
         const std::int64_t fromCentre = y - radius;
         std::int64_t half = radius;
@@ -165,7 +165,7 @@ void paintDisc(Mosaic& mosaic, std::uint32_t frame) {
     }
 }
 
-/// SplitMix64: every state gives a word, and the states are far apart.
+/// SplitMix64 (G. Steele, D. Lea, C. Flood 2014): a word from each state.
 class Random {
   public:
     explicit Random(std::uint64_t seed) : m_state(seed) {}

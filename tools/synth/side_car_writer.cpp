@@ -1,5 +1,4 @@
-// Side-car texts in the structure in which cameras write them, among them the parts that a reader passes
-// over.
+// Side-car texts in the structure in which cameras write them, with parts that a reader passes over.
 #include "tools/synth/side_car_writer.h"
 
 #include <algorithm>
@@ -135,7 +134,7 @@ constexpr std::string_view kSlate = "# Slate\r\n"
                                     "Date/Time........: 2017/05/06 10.20.30\r\n"
                                     "# end of slate\r\n";
 
-/// The P2 kind tells of the camera's white balance too, the other one does not.
+/// Only the P2 kind has the camera's white balance.
 std::string panasonic(std::string_view root, std::string_view nameSpace, std::string_view camera) {
     std::string text(kXmlHead);
     text.append(root).append(" xmlns=\"").append(nameSpace).append("\"");
