@@ -1,18 +1,16 @@
 // `krw info`: what the plug-in tells a host about a clip.
 
-#include "tools/cli/clip_report.h"
 #include "tools/cli/command_options.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
 #include "tools/cli/frame_selection.h"
 #include "tools/cli/picture_output.h"
-#include "tools/clip/clip_without_side_cars.h"
+#include "tools/cli/report_text.h"
 #include "tools/picture/histogram.h"
 
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <optional>
 #include <set>
 
 namespace {
@@ -28,30 +26,11 @@ struct InfoOptions {
 /// First, middle and last frame, or every frame of the range that was asked for.
 std::set<std::uint32_t> framesToTry(const InfoOptions& options, const Clip& clip) {
     const FrameRange range = selectedRange(options.frames, clip.frames(), options.clip);
+    if (options.frames.empty()) return sampledFrames(range.first, range.count);
     std::set<std::uint32_t> frames;
-    if (options.frames.empty())
-        frames = {range.first, range.first + range.count / 2, range.first + range.count - 1};
-    else
-        for (std::uint32_t index = 0; index < range.count; ++index)
-            frames.insert(range.first + index);
+    for (std::uint32_t index = 0; index < range.count; ++index)
+        frames.insert(range.first + index);
     return frames;
-}
-
-std::vector<TriedFrame> tryFrames(const InfoOptions& options, Clip& clip) {
-    std::vector<TriedFrame> tried;
-    Picture picture = clip.makePicture();
-    for (const std::uint32_t frame : framesToTry(options, clip))
-        tried.push_back({frame, clip.read(frame, picture)});
-    return tried;
-}
-
-/// The same clip without side-cars; none when it cannot be opened so (no room for a link, say).
-std::optional<ClipWithoutSideCars> withoutSideCars(const Plugin& plugin, const std::string& path) {
-    try {
-        return std::optional<ClipWithoutSideCars>(std::in_place, plugin, path);
-    } catch (const std::exception&) {
-        return std::nullopt;
-    }
 }
 
 /// Of the middle frame of the range, or the first readable one after it.
@@ -77,10 +56,7 @@ void info(const InfoOptions& options, CommandContext& context) {
     if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
     const Plugin& plugin = context.plugin();
     Clip clip(plugin, options.clip);
-    const std::optional<ClipWithoutSideCars> bare = withoutSideCars(plugin, options.clip);
-    const ClipReport report{clip, plugin.format().longDescription,
-                            listNamedItems(clip.information(), bare ? &bare->information() : nullptr),
-                            bare ? ItemSource::sideCar : ItemSource::unknown, tryFrames(options, clip)};
+    const ClipReport report = makeClipReport(plugin, clip, framesToTry(options, clip));
     console::print(options.json ? reportJson(report) : reportText(report));
     for (const TriedFrame& tried : report.tried)
         if (tried.reading.state != FrameReading::State::ok) context.exitStatus = 1;

@@ -1,4 +1,5 @@
-#include "tools/cli/clip_report.h"
+#include "tools/cli/report_text.h"
+
 #include "tools/cli/console.h"
 
 #include <algorithm>

@@ -1,9 +1,11 @@
-// Everything that `krw info` tells of a clip, gathered once and written as a screen or as a JSON document.
+// Everything that `krw info` tells of a clip, gathered once, and the JSON document of it.
 #pragma once
 
 #include "tools/clip/clip.h"
 #include "tools/clip/named_items.h"
 
+#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -21,8 +23,12 @@ struct ClipReport {
     std::vector<TriedFrame> tried;
 };
 
-/// A screen for a person to read.
-[[nodiscard]] std::string reportText(const ClipReport& report);
+/// First, middle and last frame of a range.
+[[nodiscard]] std::set<std::uint32_t> sampledFrames(std::uint32_t first, std::uint32_t count);
+
+/// Reads the frames to try, and opens the clip once more without its side-cars. The report refers to `clip`.
+[[nodiscard]] ClipReport makeClipReport(const Plugin& plugin, Clip& clip,
+                                        const std::set<std::uint32_t>& framesToTry);
 
 /// One JSON document, as docs/json.md describes it.
 [[nodiscard]] std::string reportJson(const ClipReport& report);

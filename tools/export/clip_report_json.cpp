@@ -1,4 +1,4 @@
-#include "tools/cli/clip_report.h"
+#include "tools/export/clip_report.h"
 
 #include <nlohmann/json.hpp>
 

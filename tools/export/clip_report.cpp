@@ -1,0 +1,39 @@
+#include "tools/export/clip_report.h"
+
+#include "tools/clip/clip_without_side_cars.h"
+
+#include <exception>
+#include <optional>
+
+namespace {
+
+std::vector<TriedFrame> tryFrames(Clip& clip, const std::set<std::uint32_t>& frames) {
+    std::vector<TriedFrame> tried;
+    Picture picture = clip.makePicture();
+    for (const std::uint32_t frame : frames)
+        tried.push_back({frame, clip.read(frame, picture)});
+    return tried;
+}
+
+/// The same clip without side-cars; none when it cannot be opened so (no room for a link, say).
+std::optional<ClipWithoutSideCars> withoutSideCars(const Plugin& plugin, const std::string& path) {
+    try {
+        return std::optional<ClipWithoutSideCars>(std::in_place, plugin, path);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+std::set<std::uint32_t> sampledFrames(std::uint32_t first, std::uint32_t count) {
+    if (count == 0) return {};
+    return {first, first + count / 2, first + count - 1};
+}
+
+ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const std::set<std::uint32_t>& framesToTry) {
+    const std::optional<ClipWithoutSideCars> bare = withoutSideCars(plugin, clip.path());
+    return {clip, plugin.format().longDescription,
+            listNamedItems(clip.information(), bare ? &bare->information() : nullptr),
+            bare ? ItemSource::sideCar : ItemSource::unknown, tryFrames(clip, framesToTry)};
+}
