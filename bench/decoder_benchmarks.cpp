@@ -76,9 +76,9 @@ void addPlaneByPlane(const std::string& subject, const BenchImage& image, Stream
 /// The DNG file that `krw export` writes of the picture.
 std::vector<std::uint8_t> losslessDng(const BenchImage& image) {
     DngMetadata metadata;
-    metadata.make = metadata.model = metadata.uniqueCameraModel = "Benchmark";
+    metadata.exif.make = metadata.exif.model = metadata.uniqueCameraModel = "Benchmark";
     metadata.white = 4095;
-    metadata.rate = 24;
+    metadata.exif.frameRate = {24, 1};
     const EncodedFile file = encodeCinemaDng(metadata, image.mosaic, {}, Compression::lossless);
     std::vector<std::uint8_t> bytes;
     for (const auto part : file.parts())

@@ -15,11 +15,11 @@ namespace {
 /// Levels that leave samples as they are.
 DngMetadata plainMetadata() {
     DngMetadata metadata;
-    metadata.make = "Maker";
-    metadata.model = "Model";
+    metadata.exif.make = "Maker";
+    metadata.exif.model = "Model";
     metadata.uniqueCameraModel = "Maker Model";
     metadata.white = 4095; // FFmpeg scales to 16 bits: no two samples may become one
-    metadata.rate = 25;
+    metadata.exif.frameRate = {25, 1};
     return metadata;
 }
 

@@ -2,12 +2,14 @@
 
 #include "host/timecode.h"
 #include "tests/tools/krw_tool.h"
+#include "tools/clip/rational_rate.h"
 #include "tools/export/dng_timecode.h"
 #include "tools/export/pgm.h"
 #include "tools/picture/contact_sheet.h"
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -239,7 +241,7 @@ TEST(TimecodeText, CountsAsTheHostConverts) {
     EXPECT_EQ(timecodeText(3600, {60, true}), "00:01:00;04");
     EXPECT_EQ(timecodeText(2073600, {24, false}), "00:00:00:00");
     EXPECT_THAT(dngTimecode(61, {60, false}), ElementsAre(0, 0x81, 0, 0, 0, 0, 0, 0));
-    EXPECT_THAT(dngTimecode(49, {50, false}), ElementsAre(0x24, 0, 0, 0x80, 0, 0, 0, 0));
+    EXPECT_THAT(dngTimecode(49, {50, false}), ElementsAre(0x24, 0x80, 0, 0, 0, 0, 0, 0));
 }
 
 TEST_F(KrwTool, DevelopsColoursTheRightWayUp) {
@@ -294,6 +296,42 @@ TEST_F(KrwTool, WritesDngFilesThatOtherDecodersRead) {
     EXPECT_THAT(lines(tags.out), ElementsAre("Sony", "CAM-1", "S042", "01:00:00.02", "29.97", "256", "4095",
                                              "2017:05:06 10:20:30"));
     EXPECT_TRUE(shell("dcraw -D -4 -t 0 -c scene_000002.dng").out == mosaic);
+}
+
+TEST_F(KrwTool, WritesHowAClipWasShotIntoItsDngFiles) {
+    const Outcome synth =
+        krw("-q synth fast.krw --size 64x32 --frames 2 --fps 48 --side-car sony; "
+            "for k in p2 slate; do mkdir $k; " KRW_PROGRAM
+            " -q synth $k/$k.krw --size 64x32 --frames 2 --fps 50 --side-car $k; done; "
+            "for c in fast.krw p2/p2.krw slate/slate.krw; do " KRW_PROGRAM " -q export $c -o .; done");
+    ASSERT_EQ(synth.status, 0);
+    EXPECT_THAT(synth.err, HasSubstr("--fps 48: readers of the clip deliver 30 frames/s"));
+    EXPECT_THAT(krw("info fast.krw").out, HasSubstr("(30/1); the header states 48\n"));
+    EXPECT_EQ(nlohmann::json::parse(krw("info --json fast.krw").out)["video"]["headerFrameRate"], 48);
+    const auto tags = [&](const char* file) {
+        return lines(shell(std::string("exiftool -s3 -f -ExifIFD:ISO -ExposureTime -FNumber -FocalLength "
+                                       "-DateTimeOriginal -FrameRate -TimeCodes -CameraLabel -ReelName ") +
+                           file)
+                         .out);
+    };
+    EXPECT_THAT(tags("fast_000001.dng"), ElementsAre("800", "1/96", "2.8", "35.0 mm", "2017:05:06 10:20:30",
+                                                     "48", "01:00:00.01", "A", "A001"));
+    EXPECT_THAT(tags("p2_000001.dng"),
+                ElementsAre("800", "-", "-", "-", "2017:05:06 10:20:30", "50", "01:00:00.00", "1", "-"));
+    EXPECT_THAT(tags("slate_000000.dng"), ElementsAre("-", "-", "-", "35.0 mm", "2017:05:06 10:20:30", "50",
+                                                      "01:00:00.00", "1", "A001"));
+    EXPECT_THAT(shell("exiftool -n -s3 -TimeCodes -ImageDescription fast_000001.dng").out,
+                testing::AllOf(StartsWith("01.00.00.01.78.56.34.12\n"), HasSubstr("white balance 5600 K")));
+}
+
+TEST(RationalRate, TakesTheNearestFractionThatCamerasUse) {
+    using Rate = std::optional<Rational>;
+    for (const auto& [stated, expected] :
+         {std::pair(24.0, Rate({24, 1})), std::pair(23.98, Rate({24000, 1001})),
+          std::pair(23.976, Rate({24000, 1001})), std::pair(47.952, Rate({48000, 1001})),
+          std::pair(59.94, Rate({60000, 1001})), std::pair(12.5, Rate({25, 2})), std::pair(0.0, Rate()),
+          std::pair(std::nan(""), Rate()), std::pair(HUGE_VAL, Rate())})
+        EXPECT_EQ(rationalRate(stated), expected) << stated;
 }
 
 TEST_F(KrwTool, EndsInGoodOrderWhenInterrupted) {

@@ -1,6 +1,7 @@
 #include "tools/cli/report_text.h"
 
 #include "tools/cli/console.h"
+#include "tools/clip/rational_rate.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -23,9 +24,16 @@ std::string pictureText(const Clip& clip) {
                        static_cast<double>(clip.frameBytes()) / 1e6);
 }
 
-std::string rateText(const QMXSTREAM& stream) {
-    return fmt::format("{:.6g} frames/s ({}/{})", static_cast<double>(stream.dwRate) / stream.dwScale,
-                       stream.dwRate, stream.dwScale);
+/// The reader's rate, and the header's where the two differ.
+std::string rateText(const Clip& clip) {
+    const QMXSTREAM& stream = clip.video().stream;
+    std::string text =
+        fmt::format("{:.6g} frames/s ({}/{})", static_cast<double>(stream.dwRate) / stream.dwScale,
+                    stream.dwRate, stream.dwScale);
+    const std::optional<float> stated = clip.statedRate();
+    if (stated && rationalRate(*stated) != Rational{stream.dwRate, stream.dwScale})
+        text += fmt::format("; the header states {:.6g}", *stated);
+    return text;
 }
 
 std::string lengthText(const Clip& clip) {
@@ -101,7 +109,7 @@ std::string reportText(const ClipReport& report) {
     const Out out(text);
     row(out, "Format", report.description);
     row(out, "Picture", pictureText(clip));
-    row(out, "Rate", rateText(clip.video().stream));
+    row(out, "Rate", rateText(clip));
     row(out, "Length", lengthText(clip));
     row(out, "Timecode", timecodeSpan(clip));
     row(out, "Levels", levelsText(clip.information()));

@@ -6,6 +6,7 @@
 #include "tools/cli/progress.h"
 #include "tools/cli/usage_error.h"
 #include "tools/clip/interrupt.h"
+#include "tools/clip/rational_rate.h"
 #include "tools/export/pgm.h"
 #include "tools/synth/clip_writer.h"
 #include "tools/synth/scene.h"
@@ -155,11 +156,22 @@ SideCarFacts factsOf(const ClipDescription& description, const CodedPicture& pic
     return facts;
 }
 
+/// Says that readers will not deliver the rate that was asked for.
+void warnOfRate(float framesPerSecond) {
+    const Rational delivered = deliveredRate(framesPerSecond);
+    if (rationalRate(framesPerSecond) == delivered) return;
+    console::complain(
+        fmt::format("--fps {}: readers of the clip deliver {:.6g} frames/s, the nearest rate of "
+                    "their table; its timecode counts at that rate",
+                    framesPerSecond, static_cast<double>(delivered.numerator) / delivered.denominator));
+}
+
 void synthesize(const SynthOptions& options, const CommandContext& context) {
     const OutputOptions output{.existing = options.overwrite ? Existing::replace : Existing::keep};
     if (!options.sideCar.empty())
         checkOutput(sideCarPath(options.sideCar, options.clip).string(), options.overwrite);
     const ClipDescription description = describe(options);
+    warnOfRate(description.framesPerSecond);
     ClipWriter writer(options.clip, description, output);
     const std::unique_ptr<Pictures> pictures = makePictures(options, output);
     const CodedPicture* picture = &pictures->next(0);

@@ -5,8 +5,11 @@
 #include "tools/clip/failure_reasons.h"
 #include "tools/clip/plugin_messages.h"
 
+#include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -17,8 +20,14 @@ constexpr std::uint32_t kVideoChannel = 1; // mask of the clip's only channel
 } // namespace
 
 std::string ClipInformation::text(InfoText item) const {
-    const char* const text = m_info[item];
-    return text != nullptr ? std::string(text) : std::string();
+    const char* const value = m_info[item];
+    if (value == nullptr) return {};
+    std::string text;
+    for (std::string_view rest = value; !rest.empty(); rest.remove_prefix(1)) {
+        const bool endsValue = rest.size() == 1 || rest[1] == '<'; // the latter in the metadata document
+        if (rest.front() != '\r' || !endsValue) text += rest.front();
+    }
+    return text;
 }
 
 const char* stateName(FrameReading::State state) {
@@ -61,6 +70,20 @@ Clip::Clip(const Plugin& plugin, std::string path, const FrameCheck* known)
         m_check.emplace(*known);
     else
         m_check.emplace(m_path);
+    m_firstHeader = m_check->header(0);
+}
+
+std::optional<float> Clip::statedRate() const {
+    if (!m_firstHeader) return std::nullopt;
+    const float rate = m_firstHeader->view().f32(krwfile::danraw::kFramesPerSecond);
+    return rate > 0 && std::isfinite(rate) ? std::optional(rate) : std::nullopt;
+}
+
+std::array<std::uint8_t, 4> Clip::statedUserBits() const {
+    constexpr std::size_t kUserBits = krwfile::danraw::kTimecode + 4;
+    std::array<std::uint8_t, 4> bits{};
+    if (m_firstHeader) std::ranges::copy(m_firstHeader->view().bytes(kUserBits, bits.size()), bits.begin());
+    return bits;
 }
 
 std::string Clip::mosaicPattern() const {

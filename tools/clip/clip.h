@@ -7,6 +7,7 @@
 #include "tools/clip/plugin.h"
 #include "tools/clip/timecode.h"
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -21,7 +22,8 @@ class ClipInformation final {
     ClipInformation(const ClipInformation&) = delete;
     ClipInformation& operator=(const ClipInformation&) = delete;
 
-    /// A text item as it stands, empty when it is unset.
+    /// A text item, empty when it is unset. The carriage returns of a side-car with CRLF line ends are no
+    /// part of its values and are left out.
     [[nodiscard]] std::string text(InfoText item) const;
     [[nodiscard]] bool isSet(InfoText item) const { return m_info[item] != nullptr; }
     [[nodiscard]] std::uint32_t number(InfoNumber item) const { return m_info[item]; }
@@ -89,6 +91,11 @@ class Clip final {
     [[nodiscard]] CAMediaFile::AudioCadence audioCadence() const {
         return ::audioCadence(m_audio.nSamplesPerSec, m_video.stream);
     }
+    /// Frames per second as the file's header states them; the reader has the nearest of a table's rates.
+    /// Nothing when the header cannot be read or states no number above 0.
+    [[nodiscard]] std::optional<float> statedRate() const;
+    /// User bits of the start timecode in the file's header (SMPTE ST 331, bytes 4 to 7).
+    [[nodiscard]] std::array<std::uint8_t, 4> statedUserBits() const;
     /// The filter pattern of the mosaic as the reader names it, four characters: "grbg".
     [[nodiscard]] std::string mosaicPattern() const;
     [[nodiscard]] TimecodeCounting counting() const;
@@ -115,4 +122,5 @@ class Clip final {
     std::uint32_t m_frames = 0;
     bool m_dropFrame = false; // how the camera counts the timecode
     std::optional<FrameCheck> m_check;
+    std::optional<RecordHeader> m_firstHeader;
 };

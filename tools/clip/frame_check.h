@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 /// The results of decoding a frame's planes.
@@ -36,6 +37,9 @@ class FrameCheck final {
     /// says that the decoder rejected a plane. For the first frame with padding, this reads some other frames
     /// to learn the clip's padding.
     [[nodiscard]] std::string findDamage(std::uint32_t frame, const MosaicView& picture, bool brokeOff);
+
+    /// The frame's header as the file has it; nothing when it cannot be read.
+    [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame) { return m_file.header(frame); }
 
   private:
     /// Learned once, by the first thread that needs it.

@@ -1,6 +1,8 @@
 #include "tools/export/clip_report.h"
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 namespace {
 
@@ -8,6 +10,12 @@ using Json = nlohmann::ordered_json;
 
 Json timecodeJson(const Clip& clip, std::uint32_t frame) {
     return {{"text", clip.timecode(frame)}, {"frame", clip.timecodeNumber(frame)}};
+}
+
+/// The shortest number that stands for the header's 32-bit one: 23.976, not 23.97599983.
+Json statedRateJson(const Clip& clip) {
+    const std::optional<float> rate = clip.statedRate();
+    return rate ? Json(std::stod(fmt::format("{}", *rate))) : Json();
 }
 
 Json levelsJson(const ClipInformation& information) {
@@ -25,6 +33,7 @@ Json videoJson(const Clip& clip) {
             {"mosaic", clip.mosaicPattern()},
             {"bytesPerFrame", clip.frameBytes()},
             {"frameRate", {{"numerator", video.stream.dwRate}, {"denominator", video.stream.dwScale}}},
+            {"headerFrameRate", statedRateJson(clip)},
             {"frames", clip.frames()},
             {"timecode",
              {{"first", timecodeJson(clip, 0)},

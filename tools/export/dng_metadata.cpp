@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -17,24 +16,6 @@
 #include <system_error>
 
 namespace {
-
-std::string ascii(std::string text) {
-    for (char& character : text)
-        if (std::isprint(static_cast<unsigned char>(character)) == 0) character = '?';
-    return text;
-}
-
-/// A date as cameras write it ("2015-06-12T10:11:12..."), the way TIFF wants it; empty for anything else.
-std::string tiffDate(const std::string& date) {
-    constexpr std::string_view kShape = "dddd-dd-ddTdd:dd:dd";
-    if (date.size() < kShape.size()) return {};
-    for (std::size_t index = 0; index < kShape.size(); ++index) {
-        const bool digit = std::isdigit(static_cast<unsigned char>(date[index])) != 0;
-        if (kShape[index] == 'd' ? !digit : date[index] != kShape[index]) return {};
-    }
-    return fmt::format("{}:{}:{} {}", date.substr(0, 4), date.substr(5, 2), date.substr(8, 2),
-                       date.substr(11, 8));
-}
 
 std::string fileDate(const std::string& path) {
     struct stat file {};
@@ -55,6 +36,17 @@ std::string sceneText(const Clip& clip) {
         if (!value.empty()) text += fmt::format("{} {}, ", part.label, value);
     }
     return text + fmt::format("clip {}", std::filesystem::path(clip.path()).filename().string());
+}
+
+/// Says what no tag of the file can say.
+std::string describe(const Clip& clip, const DngMetadata& metadata) {
+    std::string text = sceneText(clip);
+    if (metadata.exif.colourTemperature)
+        text += fmt::format("; white balance {} K", *metadata.exif.colourTemperature);
+    if (metadata.exif.dateTimeOriginal.empty()) text += "; DateTime is the date of the clip's file";
+    if (metadata.colours.matrix == dng::neutralMatrix())
+        text += "; neutral colour matrix, no camera calibration";
+    return asciiText(std::move(text));
 }
 
 } // namespace
@@ -84,20 +76,13 @@ std::array<float, 9> readColourMatrix(const std::string& path) {
 DngMetadata dngMetadata(const Clip& clip, const DngColours& colours) {
     const ClipInformation& information = clip.information();
     DngMetadata metadata;
-    metadata.make = ascii(information.text(InfoText::manufacturer));
-    metadata.model = ascii(information.text(InfoText::modelName));
-    metadata.serialNumber = ascii(information.text(InfoText::serialNo));
-    metadata.uniqueCameraModel = metadata.make + " " + metadata.model;
-    metadata.dateTime = tiffDate(information.text(InfoText::creationDate));
+    metadata.exif = exifValues(clip);
+    metadata.uniqueCameraModel = metadata.exif.make + " " + metadata.exif.model;
+    metadata.dateTime = metadata.exif.dateTimeOriginal;
     if (metadata.dateTime.empty()) metadata.dateTime = fileDate(clip.path());
-    metadata.description = ascii(sceneText(clip));
-    if (colours.matrix == dng::neutralMatrix())
-        metadata.description += "; neutral colour matrix, no camera calibration";
-    metadata.reel = ascii(information.text(InfoText::reel));
     metadata.black = static_cast<float>(information.number(InfoNumber::rawBlackCodeValue));
     metadata.white = information.number(InfoNumber::rawWhiteCodeValue);
     metadata.colours = colours;
-    metadata.rate = clip.video().stream.dwRate;
-    metadata.scale = clip.video().stream.dwScale;
+    metadata.description = describe(clip, metadata);
     return metadata;
 }

@@ -1,7 +1,7 @@
 // What a DNG file says of its clip.
 #pragma once
 
-#include "tools/clip/clip.h"
+#include "tools/clip/exif_values.h"
 #include "tools/export/dng_constants.h"
 #include "tools/picture/white_balance.h"
 
@@ -16,26 +16,20 @@ struct DngColours {
 };
 
 /// The colour matrix in a text file: nine numbers, row after row, separated by white space or commas; what
-/// follows a
-/// '#' is a remark. Throws std::runtime_error, "PATH: reason".
+/// follows a '#' is a remark. Throws std::runtime_error, "PATH: reason".
 [[nodiscard]] std::array<float, 9> readColourMatrix(const std::string& path);
 
 /// The metadata that every frame's file has in common.
 struct DngMetadata {
-    std::string make;
-    std::string model;
-    std::string serialNumber;
+    ExifValues exif;
     std::string uniqueCameraModel;
     std::string dateTime;    // "YYYY:MM:DD HH:MM:SS"
-    std::string description; // scene, take, reel
-    std::string reel;
+    std::string description; // scene, take, reel; white balance; what is not the clip's own
     float black = 0;
     std::uint32_t white = 0;
     DngColours colours;
-    std::uint32_t rate = 0;
-    std::uint32_t scale = 1;
 };
 
-/// Texts are cut down to ASCII. The date is the camera's where the clip names one, otherwise that of the
-/// clip's file.
+/// The date is the camera's where the clip names one. Otherwise it is that of the clip's file, and the
+/// description says so.
 [[nodiscard]] DngMetadata dngMetadata(const Clip& clip, const DngColours& colours = {});

@@ -8,7 +8,8 @@ constexpr std::uint32_t kFastestSingleFrames = 30; // faster rates count groups 
 
 } // namespace
 
-std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCounting& counting) {
+std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCounting& counting,
+                                        const std::array<std::uint8_t, 4>& userBits) {
     TimecodeParts parts = timecodeParts(frame, counting);
     std::uint32_t group = 1;
     while (counting.framesPerSecond / group > kFastestSingleFrames)
@@ -17,8 +18,8 @@ std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCount
     parts.frames /= group;
     std::array<std::uint8_t, 8> timecode{};
     std::ranges::copy(timecodeDigits(parts, counting.dropFrame), timecode.begin());
-    // The field flag lies in the hours in systems of 25 frames, in the seconds otherwise.
-    constexpr std::uint8_t kFieldFlag = 0x80;
-    if (secondHalf) timecode[counting.framesPerSecond % 25 == 0 ? 3 : 1] |= kFieldFlag;
+    std::ranges::copy(userBits, timecode.begin() + 4);
+    constexpr std::uint8_t kFieldFlag = 0x80; // of the seconds
+    if (secondHalf) timecode[1] |= kFieldFlag;
     return timecode;
 }

@@ -64,9 +64,10 @@ EncodedFile ExportFiles::encode(const MosaicView& mosaic, std::uint32_t frame) c
     EncodedFile file;
     switch (m_options.format) {
     case ExportFormat::dng:
-        return encodeCinemaDng(m_metadata, mosaic,
-                               dngTimecode(m_clip.timecodeNumber(frame), m_clip.counting()),
-                               m_options.compression);
+        return encodeCinemaDng(
+            m_metadata, mosaic,
+            dngTimecode(m_clip.timecodeNumber(frame), m_clip.counting(), m_metadata.exif.userBits),
+            m_options.compression);
     case ExportFormat::tiff:
         return encodeGreyTiff(m_metadata, mosaic);
     case ExportFormat::pgm:

@@ -89,16 +89,15 @@ std::uint32_t wordAt(const std::vector<std::uint8_t>& bytes, std::size_t offset,
 
 /// Replaces the value of a tag whose value lies outside its entry (TIFF 6.0, section 2: 2-byte count, 12-byte
 /// entries of tag, type, count and offset, all little-endian here).
-void storeRational(std::vector<std::uint8_t>& bytes, std::uint32_t tag, std::int32_t numerator,
-                   std::int32_t denominator) {
-    const std::size_t directory = wordAt(bytes, 4, 4);
+void storeRational(std::vector<std::uint8_t>& bytes, std::size_t directory, std::uint32_t tag,
+                   const Rational& rational) {
     const std::size_t entries = wordAt(bytes, directory, 2);
     for (std::size_t entry = directory + 2; entry < directory + 2 + 12 * entries; entry += 12) {
         if (wordAt(bytes, entry, 2) != tag) continue;
         const std::size_t value = wordAt(bytes, entry + 8, 4);
         for (std::size_t index = 0; index < 4; ++index) {
-            bytes.at(value + index) = static_cast<std::uint8_t>(numerator >> (8 * index));
-            bytes.at(value + 4 + index) = static_cast<std::uint8_t>(denominator >> (8 * index));
+            bytes.at(value + index) = static_cast<std::uint8_t>(rational.numerator >> (8 * index));
+            bytes.at(value + 4 + index) = static_cast<std::uint8_t>(rational.denominator >> (8 * index));
         }
     }
 }
@@ -109,10 +108,13 @@ void addCinemaTags(TIFF* tiff) {
     static char timeCodes[] = "TimeCodes";
     static char frameRate[] = "FrameRate";
     static char reelName[] = "ReelName";
-    static const std::array<TIFFFieldInfo, 3> kTags{
+    static char cameraLabel[] = "CameraLabel";
+    static const std::array<TIFFFieldInfo, 4> kTags{
         TIFFFieldInfo{kTagTimeCodes, TIFF_VARIABLE, TIFF_VARIABLE, TIFF_BYTE, FIELD_CUSTOM, 1, 1, timeCodes},
         TIFFFieldInfo{kTagFrameRate, 1, 1, TIFF_SRATIONAL, FIELD_CUSTOM, 1, 0, frameRate},
         TIFFFieldInfo{kTagReelName, TIFF_VARIABLE, TIFF_VARIABLE, TIFF_ASCII, FIELD_CUSTOM, 1, 0, reelName},
+        TIFFFieldInfo{kTagCameraLabel, TIFF_VARIABLE, TIFF_VARIABLE, TIFF_ASCII, FIELD_CUSTOM, 1, 0,
+                      cameraLabel},
     };
     TIFFMergeFieldInfo(tiff, kTags.data(), static_cast<std::uint32_t>(kTags.size()));
     if (outerExtender != nullptr) outerExtender(tiff);
@@ -137,9 +139,28 @@ MemoryTiff::MemoryTiff() {
     if (m_tiff == nullptr) throw std::runtime_error("no TIFF file can be begun");
 }
 
-void MemoryTiff::setRational(std::uint32_t tag, std::int32_t numerator, std::int32_t denominator) {
-    set(tag, static_cast<double>(numerator) / denominator);
-    m_rationals.push_back({tag, numerator, denominator});
+void MemoryTiff::setRational(std::uint32_t tag, const Rational& value) {
+    set(tag, static_cast<double>(value.numerator) / value.denominator);
+    m_rationals.push_back({tag, value});
+}
+
+void MemoryTiff::storeRationals(std::uint64_t directory) {
+    for (const RationalTag& rational : m_rationals)
+        storeRational(m_storage.head, directory, rational.tag, rational.value);
+    m_rationals.clear();
+}
+
+void MemoryTiff::beginExif() {
+    if (TIFFCreateEXIFDirectory(m_tiff.get()) != 0)
+        throw std::runtime_error("no EXIF directory can be begun");
+}
+
+void MemoryTiff::endExif() {
+    std::uint64_t offset = 0;
+    if (TIFFWriteCustomDirectory(m_tiff.get(), &offset) != 1 || TIFFCreateDirectory(m_tiff.get()) != 0)
+        throw std::runtime_error("the EXIF directory cannot be written");
+    storeRationals(offset);
+    set(TIFFTAG_EXIFIFD, offset);
 }
 
 void MemoryTiff::writeChunks(const std::vector<std::span<const std::uint8_t>>& chunks) {
@@ -165,8 +186,7 @@ EncodedFile MemoryTiff::finish(const std::vector<std::span<const std::uint8_t>>&
     static constexpr std::array<std::uint8_t, 1> kFiller{};
     writeChunks(chunks);
     m_tiff.reset();
-    for (const Rational& rational : m_rationals)
-        storeRational(m_storage.head, rational.tag, rational.numerator, rational.denominator);
+    storeRationals(wordAt(m_storage.head, 4, 4));
     EncodedFile file;
     file.append(std::move(m_storage.head));
     for (const auto& chunk : m_storage.chunks) {

@@ -1,6 +1,7 @@
 // Writing TIFF files into memory through libtiff, with the tags of CinemaDNG that libtiff does not know.
 #pragma once
 
+#include "tools/clip/rational_rate.h"
 #include "tools/export/encoded_file.h"
 
 #include <cstdint>
@@ -15,6 +16,7 @@
 inline constexpr std::uint32_t kTagTimeCodes = 51043; // 8 bytes for each timecode
 inline constexpr std::uint32_t kTagFrameRate = 51044;
 inline constexpr std::uint32_t kTagReelName = 51081;
+inline constexpr std::uint32_t kTagCameraLabel = 51105;
 
 /// One TIFF file under way. Failures throw std::runtime_error.
 class MemoryTiff final {
@@ -29,9 +31,14 @@ class MemoryTiff final {
             throw std::runtime_error("TIFF tag " + std::to_string(tag) + " cannot be set");
     }
 
-    /// Sets an SRATIONAL tag of one value. libtiff holds such values as floating point and would store a
-    /// neighbour of 30000/1001; this puts the very terms into the file.
-    void setRational(std::uint32_t tag, std::int32_t numerator, std::int32_t denominator);
+    /// Sets a RATIONAL or SRATIONAL tag of one value. libtiff rounds through floating point; this stores both
+    /// terms exactly.
+    void setRational(std::uint32_t tag, const Rational& value);
+
+    /// Tags that are set between these two calls go into the EXIF directory. The calls come before all other
+    /// tags.
+    void beginExif();
+    void endExif();
 
     /// The file: the directory, then the strips or tiles as they are coded, each at an even offset. Readers
     /// that guess at the place of a directory find it near the file's start. The file borrows the chunks.
@@ -53,18 +60,18 @@ class MemoryTiff final {
     };
 
   private:
-    struct Rational {
+    struct RationalTag {
         std::uint32_t tag;
-        std::int32_t numerator;
-        std::int32_t denominator;
+        Rational value;
     };
     struct Closer {
         void operator()(TIFF* tiff) const { TIFFClose(tiff); }
     };
 
+    void storeRationals(std::uint64_t directory);
     void writeChunks(const std::vector<std::span<const std::uint8_t>>& chunks);
 
     Storage m_storage; // outlives the handle that writes to it
     std::unique_ptr<TIFF, Closer> m_tiff;
-    std::vector<Rational> m_rationals;
+    std::vector<RationalTag> m_rationals; // of the directory under way
 };

@@ -62,9 +62,25 @@ void setText(MemoryTiff& tiff, std::uint32_t tag, const std::string& text) {
     if (!text.empty()) tiff.set(tag, text.c_str());
 }
 
+void setShot(MemoryTiff& tiff, const ExifValues& exif) {
+    static constexpr std::array<std::uint8_t, 4> kVersion{'0', '2', '3', '2'};
+    tiff.beginExif();
+    tiff.set(EXIFTAG_EXIFVERSION, kVersion.data());
+    if (exif.exposureTime) tiff.setRational(EXIFTAG_EXPOSURETIME, *exif.exposureTime);
+    if (exif.fNumber) tiff.setRational(EXIFTAG_FNUMBER, *exif.fNumber);
+    if (exif.iso) {
+        // The tag has 16 bits; its largest value stands for all above.
+        const auto iso = static_cast<std::uint16_t>(std::min(*exif.iso, 65535U));
+        tiff.set(EXIFTAG_ISOSPEEDRATINGS, 1, &iso);
+    }
+    setText(tiff, EXIFTAG_DATETIMEORIGINAL, exif.dateTimeOriginal);
+    if (exif.focalLength) tiff.setRational(EXIFTAG_FOCALLENGTH, *exif.focalLength);
+    tiff.endExif();
+}
+
 void setOrigin(MemoryTiff& tiff, const DngMetadata& metadata) {
-    setText(tiff, TIFFTAG_MAKE, metadata.make);
-    setText(tiff, TIFFTAG_MODEL, metadata.model);
+    setText(tiff, TIFFTAG_MAKE, metadata.exif.make);
+    setText(tiff, TIFFTAG_MODEL, metadata.exif.model);
     setText(tiff, TIFFTAG_DATETIME, metadata.dateTime);
     setText(tiff, TIFFTAG_IMAGEDESCRIPTION, metadata.description);
     tiff.set(TIFFTAG_SOFTWARE, "krw " KRW_VERSION);
@@ -88,7 +104,7 @@ void setCamera(MemoryTiff& tiff, const DngMetadata& metadata) {
     tiff.set(TIFFTAG_DNGVERSION, dng::kVersion.data());
     tiff.set(TIFFTAG_DNGBACKWARDVERSION, dng::kBackwardVersion.data());
     setText(tiff, TIFFTAG_UNIQUECAMERAMODEL, metadata.uniqueCameraModel);
-    setText(tiff, TIFFTAG_CAMERASERIALNUMBER, metadata.serialNumber);
+    setText(tiff, TIFFTAG_CAMERASERIALNUMBER, metadata.exif.serialNumber);
     const auto& [gains, matrix] = metadata.colours;
     const std::array<float, 3> neutral{static_cast<float>(1 / gains[0]), static_cast<float>(1 / gains[1]),
                                        static_cast<float>(1 / gains[2])};
@@ -102,14 +118,15 @@ void setCamera(MemoryTiff& tiff, const DngMetadata& metadata) {
 EncodedFile encodeCinemaDng(const DngMetadata& metadata, const MosaicView& mosaic,
                             const std::array<std::uint8_t, 8>& timecode, Compression compression) {
     MemoryTiff tiff;
+    setShot(tiff, metadata.exif);
     setPicture(tiff, mosaic, PHOTOMETRIC_CFA);
     setOrigin(tiff, metadata);
     setMosaic(tiff, metadata, mosaic);
     setCamera(tiff, metadata);
     tiff.set(kTagTimeCodes, static_cast<int>(timecode.size()), timecode.data());
-    tiff.setRational(kTagFrameRate, static_cast<std::int32_t>(metadata.rate),
-                     static_cast<std::int32_t>(metadata.scale));
-    setText(tiff, kTagReelName, metadata.reel);
+    tiff.setRational(kTagFrameRate, metadata.exif.frameRate);
+    setText(tiff, kTagReelName, metadata.exif.reel);
+    setText(tiff, kTagCameraLabel, metadata.exif.cameraLabel);
     if (compression == Compression::lossless) {
         const TileGrid grid = gridFor(mosaic);
         if (auto coded = encodeLosslessJpeg(mosaic, grid))
@@ -120,6 +137,7 @@ EncodedFile encodeCinemaDng(const DngMetadata& metadata, const MosaicView& mosai
 
 EncodedFile encodeGreyTiff(const DngMetadata& metadata, const MosaicView& mosaic) {
     MemoryTiff tiff;
+    setShot(tiff, metadata.exif);
     setPicture(tiff, mosaic, PHOTOMETRIC_MINISBLACK);
     setOrigin(tiff, metadata);
     return finishUncompressed(tiff, mosaic);
