@@ -58,6 +58,13 @@ template CommandOption Command::option(const std::string&, float&, const std::st
 template CommandOption Command::option(const std::string&, double&, const std::string&);
 template CommandOption Command::option(const std::string&, std::optional<std::uint16_t>&, const std::string&);
 
+CommandOption Command::size(const std::string& names, std::uint64_t& bytes, const std::string& description) {
+    CLI::Option* const option = m_app->add_option(names, bytes, description);
+    option->transform(CLI::AsSizeValue(false).description(""));
+    option->type_name("SIZE")->default_str(std::to_string(bytes >> 20U) + "M");
+    return CommandOption(option);
+}
+
 CommandOption Command::repeatable(const std::string& names, std::vector<std::string>& values,
                                   const std::string& description) {
     return CommandOption(m_app->add_option(names, values, description)->allow_extra_args(false));

@@ -43,6 +43,8 @@ class Command final {
     /// and 32-bit numbers and floating-point numbers.
     template <class Value>
     CommandOption option(const std::string& names, Value& value, const std::string& description);
+    /// An option with a number of bytes, which may be given as 512M or 2G.
+    CommandOption size(const std::string& names, std::uint64_t& bytes, const std::string& description);
     /// An option that may be given several times.
     CommandOption repeatable(const std::string& names, std::vector<std::string>& values,
                              const std::string& description);

@@ -33,6 +33,7 @@ void addInfo(CLI::App& program, CommandContext& context);
 void addVerify(CLI::App& program, CommandContext& context);
 void addExport(CLI::App& program, CommandContext& context);
 void addStream(CLI::App& program, CommandContext& context);
+void addMount(CLI::App& program, CommandContext& context);
 void addSheet(CLI::App& program, CommandContext& context);
 void addFrame(CLI::App& program, CommandContext& context);
 void addSynth(CLI::App& program, CommandContext& context);

@@ -37,7 +37,7 @@ void claimStandardOutput() {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (nowhere < 0) return;
     dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
+    ::close(nowhere);
 }
 
 void print(std::string_view text) {
@@ -59,6 +59,14 @@ bool write(std::span<const std::uint8_t> bytes) {
                 fmt::format("standard output: {}", std::generic_category().message(errno)));
     }
     return true;
+}
+
+void close() {
+    std::fflush(results);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere < 0) return;
+    dup2(nowhere, fileno(results));
+    ::close(nowhere);
 }
 
 bool resultsGoToTerminal() {

@@ -22,6 +22,9 @@ void print(std::string_view text);
 
 [[nodiscard]] bool resultsGoToTerminal();
 
+/// Leaves standard output: who reads it sees its end. For a daemon.
+void close();
+
 /// Throws std::runtime_error when a result could not be written (a full disk, a closed pipe).
 void flush();
 

@@ -37,6 +37,7 @@ void describe(CLI::App& program, CommandContext& context) {
     addVerify(program, context);
     addExport(program, context);
     addStream(program, context);
+    addMount(program, context);
     addSheet(program, context);
     addFrame(program, context);
     addSynth(program, context);

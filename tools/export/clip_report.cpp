@@ -9,6 +9,7 @@ namespace {
 
 std::vector<TriedFrame> tryFrames(Clip& clip, const std::set<std::uint32_t>& frames) {
     std::vector<TriedFrame> tried;
+    tried.reserve(frames.size());
     Picture picture = clip.makePicture();
     for (const std::uint32_t frame : frames)
         tried.push_back({frame, clip.read(frame, picture)});

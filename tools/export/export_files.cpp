@@ -42,6 +42,10 @@ const std::map<std::string, Compression>& compressions() {
     return names;
 }
 
+std::string numberedName(const std::string& stem, std::uint32_t frame, ExportFormat format) {
+    return fmt::format("{}_{:06}.{}", stem, frame, wordOf(exportFormats(), format));
+}
+
 ExportFiles::ExportFiles(const Clip& clip, std::string directory, const ExportFormatOptions& options)
     : m_clip(clip), m_directory(std::move(directory)), m_stem(fs::path(clip.path()).stem().string()),
       m_extension(wordOf(exportFormats(), options.format)), m_options(options),
@@ -51,13 +55,13 @@ ExportFiles::ExportFiles(const Clip& clip, std::string directory, const ExportFo
 }
 
 std::string ExportFiles::path(std::uint32_t frame) const {
-    std::string label = fmt::format("{:06}", frame);
-    if (m_options.names == NameStyle::timecode) {
-        label = m_clip.timecode(frame);
-        std::replace_if(
-            label.begin(), label.end(), [](char c) { return c == ':' || c == ';'; }, '-');
-    }
-    return (fs::path(m_directory) / fmt::format("{}_{}.{}", m_stem, label, m_extension)).string();
+    const fs::path directory(m_directory);
+    if (m_options.names == NameStyle::number)
+        return (directory / numberedName(m_stem, frame, m_options.format)).string();
+    std::string label = m_clip.timecode(frame);
+    std::replace_if(
+        label.begin(), label.end(), [](char c) { return c == ':' || c == ';'; }, '-');
+    return (directory / fmt::format("{}_{}.{}", m_stem, label, m_extension)).string();
 }
 
 EncodedFile ExportFiles::encode(const MosaicView& mosaic, std::uint32_t frame) const {

@@ -30,6 +30,9 @@ enum class NameStyle {
 [[nodiscard]] const std::map<std::string, NameStyle>& nameStyles();
 [[nodiscard]] const std::map<std::string, Compression>& compressions();
 
+/// "STEM_000012.dng" for frame 12.
+[[nodiscard]] std::string numberedName(const std::string& stem, std::uint32_t frame, ExportFormat format);
+
 /// What shapes the files of an export, beside the clip.
 struct ExportFormatOptions {
     ExportFormat format = ExportFormat::dng;
