@@ -1,27 +1,23 @@
-// A coded plane out of a fuzzer's input: code table, shift, and the form that brings random bytes past the
-// table's checks.
+// A coded plane out of a fuzzer's input: code table and shift.
 #pragma once
 
 #include "fuzz/fuzz_support.h"
 #include "kinedec/code_table.h"
+#include "tests/support/prefix_codes.h"
 
 #include <cstdint>
 
-/// A first byte chooses: words as they stand (most such tables are illegal), or lengths of at most 13 with
-/// the codes handed out in turn, which is a prefix code where the lengths allow one.
+/// A first byte chooses: words as they stand (most such tables are illegal), or a prefix code.
 [[nodiscard]] inline kinedec::CodeTable readCodeTable(FuzzInput& input) {
-    kinedec::CodeTable table;
     if (input.u8() % 8 == 0) {
+        kinedec::CodeTable table;
         for (std::uint16_t& length : table.lengths)
             length = input.u16();
         for (std::uint16_t& code : table.codes)
             code = input.u16();
         return table;
     }
-    for (std::uint16_t& length : table.lengths)
-        length = static_cast<std::uint16_t>(input.u8() % (kKineIndexBits + 1));
-    assignCanonicalCodes(table);
-    return table;
+    return drawPrefixCode([&input](std::uint32_t limit) { return input.u8() % limit; });
 }
 
 /// Mostly a legal one.

@@ -3,6 +3,7 @@
 #include "kinedec/plane_decoder.h"
 #include "tests/support/guarded_bytes.h"
 #include "tests/support/host_faults.h"
+#include "tests/support/prefix_codes.h"
 #include "tests/support/reference_decoder.h"
 #include "tools/synth/plane_encoder.h"
 
@@ -10,7 +11,6 @@
 #include <functional>
 #include <gmock/gmock.h>
 #include <memory>
-#include <numeric>
 #include <random>
 #include <sstream>
 #include <tuple>
@@ -75,28 +75,8 @@ int run(Call call, KineDec& decoder, const Plane& plane, const std::uint8_t* src
     }
 }
 
-// A prefix code grown from random leaves, at most 13 bits deep. Not every leaf gets a category, not every
-// category a leaf.
 CodeTable randomPrefixCode(Random& random) {
-    std::vector<std::pair<std::uint16_t, std::uint16_t>> leaves = {{1, 0}, {1, 1}}; // length and code
-    const bool deep = draw(random, 0, 1) == 0;
-    for (int splits = draw(random, 0, 14); splits > 0; --splits) {
-        const auto last = static_cast<int>(leaves.size()) - 1;
-        auto& [length, code] = leaves[static_cast<std::size_t>(deep ? last : draw(random, 0, last))];
-        if (length == kKineIndexBits) continue;
-        ++length;
-        code = static_cast<std::uint16_t>(code << 1);
-        leaves.emplace_back(length, code + 1);
-    }
-    std::ranges::shuffle(leaves, random);
-    std::vector<std::size_t> categories(kKineCategories);
-    std::iota(categories.begin(), categories.end(), 0U);
-    std::ranges::shuffle(categories, random);
-    CodeTable table;
-    const auto used = std::min(leaves.size(), static_cast<std::size_t>(draw(random, 1, kKineCategories)));
-    for (std::size_t i = 0; i < used; ++i)
-        std::tie(table.lengths[categories[i]], table.codes[categories[i]]) = leaves[i];
-    return table;
+    return drawPrefixCode([&random](std::uint32_t limit) { return random() % limit; });
 }
 
 // Legal lengths and codes without regard to each other, so that ranges overlap.

@@ -2,6 +2,7 @@
 #include "kinedec/kinedec.h"
 #include "kinedec/picture_decoder.h"
 #include "kinedec/plane_decoder.h"
+#include "tests/support/prefix_codes.h"
 #include "tools/synth/plane_encoder.h"
 
 #include <algorithm>
@@ -71,27 +72,12 @@ std::optional<PlaneBits> decodeByPlanes(const Planes& planes, std::uint32_t widt
     return good ? std::optional(bits) : std::nullopt;
 }
 
-/// A complete prefix code over some categories, or one with a gap.
-CodeTable randomTable(std::mt19937& random, bool complete) {
-    std::vector<std::uint16_t> lengths{0};
-    for (const std::size_t used = 2 + random() % 12; lengths.size() < used;) {
-        std::uint16_t& split = lengths[random() % 2 == 0 ? lengths.size() - 1 : random() % lengths.size()];
-        lengths.push_back(++split);
-    }
-    if (!complete) ++*std::min_element(lengths.begin(), lengths.end());
-    lengths.resize(kKineCategories);
-    std::shuffle(lengths.begin(), lengths.end(), random);
-    CodeTable table;
-    std::copy(lengths.begin(), lengths.end(), table.lengths.begin());
-    assignCanonicalCodes(table);
-    return table;
-}
-
 TEST(PictureDecoder, AgreesWithThePlaneDecoderOnAnyStream) {
     CodeTable shortAndLong;
     shortAndLong.lengths = {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 2};
     assignCanonicalCodes(shortAndLong);
     std::mt19937 random(5);
+    const auto below = [&random](std::uint32_t limit) { return random() % limit; };
     std::array<int, 2> outcomes{};
     for (int round = 0; round < 400; ++round) {
         const auto width = static_cast<std::uint32_t>(2 + random() % (round % 4 == 0 ? 600 : 40) * 2);
@@ -99,7 +85,7 @@ TEST(PictureDecoder, AgreesWithThePlaneDecoderOnAnyStream) {
         const bool lowRate = round % 4 == 1; // mostly a bit a sample, with bursts of 14
         Planes planes;
         for (Plane& plane : planes) {
-            plane.table = lowRate ? shortAndLong : randomTable(random, random() % 16 != 0);
+            plane.table = lowRate ? shortAndLong : drawPrefixCode(below);
             plane.shift = static_cast<std::int32_t>(random() % 3 == 0 ? random() % 32 : 0);
             // About enough bytes, far too few, none.
             plane.bytes.resize(std::size_t{width} * height / (random() % 8 == 0 ? 20 : 1) *

@@ -2,6 +2,7 @@
 #include "host/files.h"
 #include "krw/format.h"
 #include "krw/frame_table.h"
+#include "tests/support/clip_builder.h"
 #include "tests/support/host_faults.h"
 #include "tests/support/temp_dir.h"
 
@@ -25,21 +26,8 @@ void put(Bytes& bytes, std::size_t offset, std::uint64_t value, std::size_t leng
         bytes[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
-/// Marks a record at `start` that states its length.
-void putRecord(Bytes& bytes, std::size_t start, std::uint32_t length) {
-    const std::size_t header = start + kDanraw;
-    if (bytes.size() < header + krwfile::danraw::kSize) bytes.resize(header + krwfile::danraw::kSize);
-    put(bytes, header + krwfile::danraw::kSignatureOffset, krwfile::danraw::kSignature, 4);
-    put(bytes, header + krwfile::danraw::kRecordLength, length, 4);
-}
-
-/// `count` records of 2000 bytes each, the last one whole.
-Bytes chain(std::size_t count, std::uint32_t length = 2000) {
-    Bytes bytes;
-    for (std::size_t i = 0; i < count; ++i)
-        putRecord(bytes, i * length, length);
-    bytes.resize(count * length);
-    return bytes;
+Bytes chain(std::size_t count, std::uint32_t step = 2000) {
+    return makeRecordChain(count, step, kDanraw).bytes;
 }
 
 void putTrailer(Bytes& bytes, std::size_t place, std::uint32_t frames, std::uint64_t table) {
@@ -195,12 +183,7 @@ TEST(FrameTable, NullCountIsRefused) {
 TEST(FrameTable, ScanGrowsInSteps) {
     // Records may overlap: each signature here lies inside the record before.
     const std::uint32_t step = 12;
-    const Bytes bytes = [&] {
-        Bytes made;
-        for (std::size_t i = 0; i < 4097; ++i)
-            putRecord(made, i * step, step);
-        return made;
-    }();
+    const Bytes bytes = chain(4097, step);
     const Outcome outcome = run(bytes, true);
     EXPECT_EQ(outcome.count, 4097);
     EXPECT_EQ(outcome.entries[4096], 4096U * step);

@@ -117,6 +117,18 @@ TestClip makeClip(std::size_t frames, std::uint32_t width, std::uint32_t height)
     return makeClip(ClipDescription{}, randomMosaics(frames, width, height));
 }
 
+TestClip makeRecordChain(std::size_t records, std::uint32_t step, std::uint32_t danrawOffset) {
+    TestClip chain;
+    chain.danrawOffset = danrawOffset;
+    chain.bytes.resize((records - 1) * step + std::max<std::size_t>(step, danrawOffset + danraw::kSize));
+    for (std::size_t record = 0; record < records; ++record) {
+        chain.recordStarts.push_back(record * step);
+        chain.setDanraw(record, danraw::kSignatureOffset, danraw::kSignature);
+        chain.setDanraw(record, danraw::kRecordLength, step);
+    }
+    return chain;
+}
+
 std::vector<std::uint64_t> writeSparseClip(const std::string& path, const TestClip& clip, std::uint32_t gap,
                                            bool storedTable) {
     std::ofstream out(path, std::ios::binary);

@@ -87,6 +87,11 @@ class TestClip {
 /// A clip of `frames` random mosaics with seeds from 1, all defaults.
 [[nodiscard]] TestClip makeClip(std::size_t frames, std::uint32_t width = 16, std::uint32_t height = 8);
 
+/// A chain of records that are a DANRAW_HEADER each: no picture, no file header, no stored table. Each record
+/// starts `step` bytes behind the one before and says so, the last one too. Records may lie over one another.
+/// From 10 bytes on, no signature or length lies over another one.
+[[nodiscard]] TestClip makeRecordChain(std::size_t records, std::uint32_t step, std::uint32_t danrawOffset);
+
 /// Writes a clip that was made without a stored table so that each record after the first starts `gap` bytes
 /// behind the end of the one before, in a sparse file with the record lengths to match; then, if asked for, a
 /// stored table. Returns where the records start.
