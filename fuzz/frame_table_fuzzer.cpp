@@ -2,6 +2,7 @@
 // place of the DANRAW_HEADER inside its records is the word at offset 4, which no clip reader looks at, so
 // that every value is tried, negative ones too.
 #include "fuzz/fuzz_support.h"
+#include "fuzz/memory_files.h"
 #include "host/files.h"
 #include "krw/byte_view.h"
 #include "krw/format.h"
@@ -78,7 +79,7 @@ void compare(TableFunction function, std::int64_t handle, std::int32_t danrawOff
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     beQuiet();
-    static const MemoryFile file;
+    static MemoryFile file("clip.krw");
     file.assign({data, size});
     const ByteView bytes({data, size});
     const std::int32_t danrawOffset = bytes.i32(kDanrawOffset);

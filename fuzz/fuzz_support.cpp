@@ -3,11 +3,10 @@
 #include "host/error_output.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -32,7 +31,10 @@ void beQuiet() {
     static const bool done = [] {
         collectedLog.reserve(kLogRoom);
         pvSetLogSink(collect, nullptr);
-        return std::freopen("/dev/null", "w", stdout) != nullptr;
+        // Thousands of inputs print before the buffer is full.
+        static std::array<char, std::size_t{1} << 20> output;
+        return std::freopen("/dev/null", "w", stdout) != nullptr &&
+               std::setvbuf(stdout, output.data(), _IOFBF, output.size()) == 0;
     }();
     require(done, "standard output can be silenced");
 }
@@ -70,16 +72,4 @@ std::uint32_t FuzzInput::number(std::size_t size) {
         shift += 8;
     }
     return result;
-}
-
-MemoryFile::MemoryFile()
-    : m_descriptor(memfd_create("fuzz", MFD_CLOEXEC)),
-      m_path("/proc/self/fd/" + std::to_string(m_descriptor)) {
-    require(m_descriptor >= 0, "a file in memory can be had");
-}
-
-void MemoryFile::assign(std::span<const std::uint8_t> bytes) const {
-    const bool written = ftruncate(m_descriptor, 0) == 0 && pwrite(m_descriptor, bytes.data(), bytes.size(),
-                                                                   0) == static_cast<ssize_t>(bytes.size());
-    require(written, "the file in memory can be written");
 }

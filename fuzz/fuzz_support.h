@@ -1,5 +1,4 @@
-// What the fuzz targets share: checks that end the run, numbers drawn from an input, a file without a name,
-// and quiet.
+// What the fuzz targets share: checks that end the run, numbers drawn from an input, and quiet.
 #pragma once
 
 #include <cstddef>
@@ -52,17 +51,4 @@ class FuzzInput {
     [[nodiscard]] std::uint32_t number(std::size_t size);
 
     std::span<const std::uint8_t> m_rest;
-};
-
-/// A file in memory, reached by a path like any other and rewritten for every input.
-class MemoryFile {
-  public:
-    MemoryFile();
-
-    void assign(std::span<const std::uint8_t> bytes) const;
-    [[nodiscard]] const std::string& path() const { return m_path; }
-
-  private:
-    int m_descriptor; // stays open for the life of the process
-    std::string m_path;
 };

@@ -12,6 +12,13 @@ constexpr std::uint16_t low16(std::uint32_t value) {
     return static_cast<std::uint16_t>(value);
 }
 
+/// The entries whose index begins with the code of a category of this length above 0.
+template <typename Element>
+std::span<Element> entriesOf(std::span<Element> lookup, const CodeTable& table, unsigned category) {
+    const int spareBits = kKineIndexBits - table.lengths[category];
+    return lookup.subspan(std::size_t{table.codes[category]} << spareBits, std::size_t{1} << spareBits);
+}
+
 // The magnitude bits lie inside the index: each entry holds a finished difference. The entries of a magnitude
 // stand together.
 void fillComplete(std::span<KineDecEntry> range, unsigned category, unsigned totalBits) {
@@ -37,14 +44,22 @@ void buildLookupTable(const CodeTable& table, LookupTableView lookup) {
     for (unsigned category = 0; category < kKineCategories; ++category) {
         const unsigned length = table.lengths[category];
         if (length == 0) continue;
-        const unsigned spareBits = kKineIndexBits - length;
         const unsigned totalBits = length + category;
-        const std::span<KineDecEntry> range =
-            lookup.subspan(std::size_t{table.codes[category]} << spareBits, std::size_t{1} << spareBits);
+        const auto range = entriesOf(std::span<KineDecEntry>(lookup), table, category);
         if (totalBits <= kKineIndexBits)
             fillComplete(range, category, totalBits);
         else
             fillDeferred(range, category, totalBits);
+    }
+}
+
+void buildBitCounts(const CodeTable& table, std::span<std::uint8_t, kLookupSize> bits) {
+    std::ranges::fill(bits, std::uint8_t{0});
+    for (unsigned category = 0; category < kKineCategories; ++category) {
+        const unsigned length = table.lengths[category];
+        if (length == 0) continue;
+        std::ranges::fill(entriesOf(std::span<std::uint8_t>(bits), table, category),
+                          static_cast<std::uint8_t>(length + category));
     }
 }
 

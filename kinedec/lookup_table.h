@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace kinedec {
@@ -18,5 +19,8 @@ using LookupTableView = std::span<KineDecEntry, kLookupSize>;
 
 /// Overwrites all entries of `lookup` from a legal code table. Where codes overlap the later category wins.
 void buildLookupTable(const CodeTable& table, LookupTableView lookup);
+
+/// Overwrites all of `bits` with the `bits` of the entries that buildLookupTable makes, in their order.
+void buildBitCounts(const CodeTable& table, std::span<std::uint8_t, kLookupSize> bits);
 
 } // namespace kinedec

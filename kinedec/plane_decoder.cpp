@@ -17,14 +17,12 @@ bool isInContract(const PlaneParameters& plane) {
 // The look-up table and, a second time, the number of bits of each entry. The chain of look-ups waits for
 // these numbers and for nothing else. By themselves they are small enough to stay in the first-level cache.
 struct SplitTable {
-    explicit SplitTable(LookupTableView lookup) : entries(lookup.data()) {
-        std::ranges::transform(lookup, bits.begin(), [](const KineDecEntry& entry) {
-            return static_cast<std::uint8_t>(entry.bits);
-        });
+    SplitTable(const CodeTable& table, LookupTableView lookup) : entries(lookup.data()) {
+        buildBitCounts(table, bits);
     }
 
     const KineDecEntry* entries;
-    std::array<std::uint8_t, kLookupSize> bits; // of the entries, in their order
+    std::array<std::uint8_t, kLookupSize> bits;
 };
 
 // A difference whose magnitude bits reach past the index.
@@ -114,7 +112,7 @@ PlaneResult decodeWith(LookupTableView lookup, BitReader stream, const PlanePara
     }
     if (!isInContract(plane)) return result;
 
-    const SplitTable table(lookup);
+    const SplitTable table(plane.table, lookup);
     std::uint32_t prediction = 0;
     std::ptrdiff_t storedRows = 0;
     bool store = stored != StoredRows::none;

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kChunk = std::size_t{64} * 1024;
+constexpr std::size_t kChunk = std::size_t{8} * 1024; // most side-cars are smaller
 
 /// A file open for reading, closed on every way out.
 class InputFile {

@@ -25,9 +25,10 @@ class Bits {
 };
 
 std::optional<int> takeDifference(Bits& bits, const kinedec::CodeTable& table) {
+    const unsigned next = bits.peek(13);
     for (std::size_t category = 13; category-- > 0;) {
         const std::size_t length = table.lengths[category];
-        if (length == 0 || bits.peek(length) != table.codes[category]) continue;
+        if (length == 0 || next >> (13 - length) != table.codes[category]) continue;
         bits.position += length;
         const int magnitude = static_cast<int>(bits.peek(category));
         bits.position += category;
