@@ -4,6 +4,7 @@
 #include "krw/frame_table.h"
 #include "krw/little_endian.h"
 #include "krw/probe.h"
+#include "krw/stored_table.h"
 #include "plugin/cmfkrw.h"
 #include "tools/synth/scene.h"
 

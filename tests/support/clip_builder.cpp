@@ -1,6 +1,7 @@
 #include "tests/support/clip_builder.h"
 
 #include "krw/byte_view.h"
+#include "krw/stored_table.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,5 +1,6 @@
 // The clip writer: the code that it fits, what it refuses, and the files that it leaves.
 #include "krw/byte_view.h"
+#include "krw/stored_table.h"
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"
 #include "tools/export/pgm.h"

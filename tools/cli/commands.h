@@ -36,6 +36,7 @@ void addStream(CLI::App& program, CommandContext& context);
 void addMount(CLI::App& program, CommandContext& context);
 void addSheet(CLI::App& program, CommandContext& context);
 void addFrame(CLI::App& program, CommandContext& context);
+void addRecover(CLI::App& program, CommandContext& context);
 void addSynth(CLI::App& program, CommandContext& context);
 
 // Printers of what is generated from the program's definition.

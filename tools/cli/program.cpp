@@ -40,6 +40,7 @@ void describe(CLI::App& program, CommandContext& context) {
     addMount(program, context);
     addSheet(program, context);
     addFrame(program, context);
+    addRecover(program, context);
     addSynth(program, context);
     addShellIntegration(program);
 }

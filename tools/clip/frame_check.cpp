@@ -4,15 +4,15 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <optional>
-#include <vector>
 
 namespace {
 
 namespace plane = krwfile::plane;
 
 // Frames that a clip's padding is learned from.
-constexpr std::uint32_t kFramesToLearnFrom = 16;
+constexpr std::size_t kFramesToLearnFrom = 16;
 
 kinedec::PlaneParameters parameters(const kinedec::CodeTable& table, std::int32_t shift, FrameSize size) {
     return {table, static_cast<std::int32_t>(size.pixels() / plane::kCount), shift, size.width / 2};
@@ -86,6 +86,21 @@ PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, plane::kCount> pl
     return results;
 }
 
+std::vector<PlanePadding> planePaddings(const RecordHeader& header, const PlaneResults& results) {
+    std::vector<PlanePadding> paddings;
+    for (std::size_t k = 0; k < results.size(); ++k)
+        if (const auto found = findPadding(header.plane(k), results[k])) paddings.push_back(*found);
+    return paddings;
+}
+
+std::vector<std::uint32_t> framesToLearnFrom(std::size_t frames) {
+    const std::size_t looked = std::min(frames, kFramesToLearnFrom);
+    std::vector<std::uint32_t> indices;
+    for (std::size_t i = 0; i < looked; ++i)
+        indices.push_back(static_cast<std::uint32_t>(i * frames / looked));
+    return indices;
+}
+
 std::string describePlanes(const RecordHeader& header, const PlaneResults& results,
                            const ClipPadding& padding) {
     std::string words;
@@ -112,16 +127,13 @@ std::string FrameCheck::findDamage(std::uint32_t frame, const MosaicView& pictur
 
 const ClipPadding& FrameCheck::padding() {
     std::call_once(m_padding->learned, [this] {
-        const auto frames = static_cast<std::uint32_t>(m_file.table().size());
-        const std::uint32_t looked = std::min(frames, kFramesToLearnFrom);
         std::vector<PlanePadding> paddings;
-        for (std::uint32_t i = 0; i < looked; ++i) {
-            const auto header = m_file.header(static_cast<std::uint32_t>(std::uint64_t{i} * frames / looked));
+        for (const std::uint32_t frame : framesToLearnFrom(m_file.table().size())) {
+            const auto header = m_file.header(frame);
             const auto coded = header ? m_file.planes(*header) : std::nullopt;
             if (!coded) continue;
             const PlaneResults results = checkPlanes(coded->planes().first<plane::kCount>(), header->size());
-            for (std::size_t k = 0; k < results.size(); ++k)
-                if (const auto found = findPadding(header->plane(k), results[k])) paddings.push_back(*found);
+            std::ranges::copy(planePaddings(*header, results), std::back_inserter(paddings));
         }
         m_padding->clip = ClipPadding(paddings);
     });

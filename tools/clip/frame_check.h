@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The results of decoding a frame's planes.
 using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
@@ -20,6 +21,13 @@ using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
 /// Decodes the four planes of a frame, one after another, and stores no sample.
 [[nodiscard]] PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, krwfile::plane::kCount> planes,
                                        FrameSize size);
+
+/// How the planes are padded that decode and end inside their data.
+[[nodiscard]] std::vector<PlanePadding> planePaddings(const RecordHeader& header,
+                                                      const PlaneResults& results);
+
+/// Indices of the frames that a clip's padding is learned from: up to 16, spread over the clip.
+[[nodiscard]] std::vector<std::uint32_t> framesToLearnFrom(std::size_t frames);
 
 /// What is wrong with a frame's planes, in words: plane, row of the picture and byte, or how many bytes are
 /// left behind its codes. Empty when the planes are whole.

@@ -1,6 +1,7 @@
 #include "tools/synth/clip_writer.h"
 
 #include "krw/little_endian.h"
+#include "krw/stored_table.h"
 #include "tools/clip/timecode.h"
 #include "tools/synth/file_header_writer.h"
 
@@ -17,7 +18,6 @@ namespace {
 
 namespace danraw = krwfile::danraw;
 namespace plane = krwfile::plane;
-namespace trailer = krwfile::trailer;
 
 constexpr std::uint64_t kMax32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint32_t kMaxSample = 65535;
@@ -218,22 +218,6 @@ std::vector<std::uint8_t> makeFrameRecord(const ClipDescription& description, co
     storeLittleEndian(header, danraw::kRecordLength, static_cast<std::uint32_t>(end));
     std::ranges::copy(header, std::span(record).subspan(description.danrawOffset).begin());
     return record;
-}
-
-std::vector<std::uint8_t> makeStoredTable(std::span<const std::uint64_t> recordStarts, std::uint64_t end) {
-    if (recordStarts.size() >= std::size_t{trailer::kFrameLimit})
-        throw std::runtime_error("too many frames for a stored table");
-    const std::uint64_t tableEnd = end + recordStarts.size() * trailer::kEntrySize;
-    const std::uint64_t trailerStart = (tableEnd + trailer::kBlock - 1) / trailer::kBlock * trailer::kBlock;
-    std::vector<std::uint8_t> bytes(trailerStart - end + trailer::kSize);
-    for (std::size_t index = 0; index < recordStarts.size(); ++index)
-        storeLittleEndian(bytes, index * trailer::kEntrySize, recordStarts[index]);
-
-    const std::span<std::uint8_t> block = std::span(bytes).subspan(trailerStart - end);
-    storeLittleEndian(block, trailer::kMagicOffset, trailer::kMagic);
-    storeLittleEndian(block, trailer::kFrameCount, static_cast<std::uint32_t>(recordStarts.size()));
-    storeLittleEndian(block, trailer::kTableOffset, end);
-    return bytes;
 }
 
 ClipWriter::ClipWriter(const std::string& path, ClipDescription description, OutputOptions options)

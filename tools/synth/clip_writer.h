@@ -83,11 +83,6 @@ void checkPictureSize(std::uint32_t width, std::uint32_t height);
 [[nodiscard]] std::vector<std::uint8_t> makeFrameRecord(const ClipDescription& description,
                                                         const CodedPicture& picture, std::uint64_t frame);
 
-/// What follows the last record of a finished clip: the stored frame table, and the trailer at the start of
-/// the file's last block. `end` is the file offset at which the records end.
-[[nodiscard]] std::vector<std::uint8_t> makeStoredTable(std::span<const std::uint64_t> recordStarts,
-                                                        std::uint64_t end);
-
 /// Writes a clip frame by frame. The file appears under its name in `finish`; a writer that is destroyed
 /// before that leaves nothing behind. All frames must have the size of the first. Every failure throws
 /// std::runtime_error with a message of the form "PATH: reason".

@@ -1,0 +1,93 @@
+// `krw recover` as its users run it: where clips go, what is said, and what is never touched.
+
+#include "tests/tools/krw_tool.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Key;
+
+class RecoverTool : public KrwTool {
+  protected:
+    /// Two clips without trailers, the first with a damaged frame, as one file.
+    void writeCard(const std::string& name) const {
+        ClipDescription description;
+        description.storedTable = false;
+        TestClip first = makeClip(description, randomMosaics(5, 64, 32));
+        first.setCodeTable(1, 2, kinedec::CodeTable{});
+        description.take = 2;
+        const TestClip second = makeClip(description, randomMosaics(3, 64, 32));
+        first.bytes.insert(first.bytes.end(), second.bytes.begin(), second.bytes.end());
+        write(name, first);
+    }
+};
+
+TEST_F(RecoverTool, WritesEachClipIntoAFolder) {
+    writeCard("card.img");
+    const std::string before = contents(m_dir.path("card.img"));
+    const Outcome outcome = krw("recover card.img -o out/");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(directory(m_dir.path("out")), ElementsAre(Key("card_001.krw"), Key("card_002.krw")));
+    EXPECT_THAT(outcome.out, HasSubstr("clip 1: 4 frames whole, 1 damaged, 0 missing"));
+    EXPECT_THAT(outcome.out, HasSubstr("clip 2: 3 frames whole, 0 damaged, 0 missing"));
+    EXPECT_THAT(outcome.err, HasSubstr("krw: card.img: clip 1: frame 01:00:00:01 at byte "));
+    EXPECT_THAT(outcome.err, HasSubstr("plane 2 breaks off in row 1"));
+    EXPECT_THAT(outcome.err, HasSubstr("card.img: 2 clips: 7 frames whole, 1 damaged, 0 missing"));
+    EXPECT_EQ(contents(m_dir.path("card.img")), before);
+    EXPECT_EQ(krw("verify out/card_001.krw").status, 0);
+
+    EXPECT_EQ(krw("recover card.img -o out/ --keep-damaged --overwrite").status, 1);
+    EXPECT_THAT(krw("verify -q out/card_001.krw").out, HasSubstr("damaged"));
+}
+
+TEST_F(RecoverTool, SaysWhatItFindsAsJson) {
+    writeCard("card.img");
+    const Outcome outcome = krw("recover card.img --list --json -q");
+    EXPECT_EQ(outcome.status, 1);
+    const nlohmann::json document = nlohmann::json::parse(outcome.out);
+    EXPECT_EQ(document["schema"], "krw-recover-1");
+    EXPECT_FALSE(document["complete"]);
+    ASSERT_EQ(document["clips"].size(), 2U);
+    EXPECT_EQ(document["clips"][0]["whole"], 4);
+    EXPECT_EQ(document["clips"][0]["damaged"][0]["timecode"], "01:00:00:01");
+    EXPECT_TRUE(document["clips"][0]["output"].is_null());
+    EXPECT_EQ(document["clips"][1]["timecode"]["last"], "01:00:00:02");
+    EXPECT_EQ(directory(m_dir.root()).count("card_001.krw"), 0U);
+}
+
+TEST_F(RecoverTool, NeverReplacesAFileUnasked) {
+    write("whole.krw", makeClip(3));
+    EXPECT_EQ(krw("recover whole.krw -o copy.krw").status, 0);
+    EXPECT_EQ(contents(m_dir.path("copy.krw")), contents(m_dir.path("whole.krw")));
+    (void)m_dir.write("copy.krw", std::vector<std::uint8_t>{1, 2, 3});
+    const Outcome again = krw("recover whole.krw -o copy.krw");
+    EXPECT_EQ(again.status, 1);
+    EXPECT_THAT(again.err, HasSubstr("copy.krw: exists already and is not replaced"));
+    EXPECT_EQ(contents(m_dir.path("copy.krw")).size(), 3U);
+}
+
+TEST_F(RecoverTool, RefusesWhatItCannotMean) {
+    struct Row {
+        const char* arguments;
+        int status;
+        const char* words;
+    };
+    writeCard("card.img");
+    for (const Row& row :
+         {Row{"recover card.img", 2, "--list"},
+          Row{"recover card.img -o card.img --overwrite", 2, "is the source"},
+          Row{"recover card.img -o out --list", 2, "leave -o out"},
+          Row{"recover card.img -o one.krw", 1, "2 clips were found; -o FOLDER/"},
+          Row{"recover absent.krw --list", 1, "absent.krw: No such file"},
+          Row{"recover . --list", 1, "is no file"}, Row{"recover /dev/null --list", 1, "is no file"}}) {
+        const Outcome outcome = krw(row.arguments);
+        EXPECT_EQ(outcome.status, row.status) << row.arguments;
+        EXPECT_THAT(outcome.err, HasSubstr(row.words)) << row.arguments;
+    }
+}
+
+} // namespace

@@ -1,0 +1,91 @@
+#include "tools/recover/found_record.h"
+
+#include "host/timecode.h"
+#include "krw/format.h"
+#include "krw/frame_rate.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+#include <xxhash.h>
+
+namespace {
+
+namespace danraw = krwfile::danraw;
+namespace plane = krwfile::plane;
+
+// What a camera sets before a recording and keeps until its end.
+constexpr std::array kConstantFields{
+    danraw::kManufacturer,
+    danraw::TextField{danraw::kWidth, 4},
+    danraw::TextField{danraw::kHeight, 4},
+    danraw::TextField{danraw::kFramesPerSecond, 4},
+    danraw::kSerialNo,
+    danraw::kModelName,
+    danraw::kProject,
+    danraw::TextField{danraw::kCameraIndex, 4},
+    danraw::TextField{danraw::kScene, 4},
+    danraw::TextField{danraw::kTake, 4},
+    danraw::kDirectorName,
+    danraw::kNote1,
+    danraw::kNote2,
+    danraw::kNote3,
+};
+
+// Bits that the conversion wants beside the base.
+constexpr std::uint32_t kTimecodeFlags = 0x1200;
+// What may lie between a record's parts: padding.
+constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;
+
+struct Extent {
+    std::uint64_t end = 0;   // from the record's start
+    std::uint64_t bytes = 0; // in its parts
+};
+
+Extent extentOf(ByteView header, std::uint32_t danrawOffset) {
+    const std::uint64_t headers = std::uint64_t{danrawOffset} + danraw::kSize;
+    Extent extent{headers, headers};
+    for (std::size_t k = 0; k < plane::kCount; ++k) {
+        const PlaneDescriptor descriptor = planeDescriptor(header, k);
+        extent.end = std::max(extent.end, std::uint64_t{descriptor.dataOffset} + descriptor.dataSize);
+        extent.bytes += descriptor.dataSize;
+    }
+    return extent;
+}
+
+} // namespace
+
+std::uint64_t identityOf(ByteView header) {
+    std::vector<std::uint8_t> fields;
+    for (const danraw::TextField& field : kConstantFields) {
+        const auto bytes = header.bytes(field.offset, field.size);
+        fields.insert(fields.end(), bytes.begin(), bytes.end());
+    }
+    return XXH3_64bits(fields.data(), fields.size());
+}
+
+std::string headerText(ByteView header, danraw::TextField field) {
+    const auto bytes = header.bytes(field.offset, field.size);
+    return {bytes.begin(), std::ranges::find(bytes, std::uint8_t{0})};
+}
+
+void describeRecord(FoundRecord& record, ByteView header, std::uint32_t danrawOffset) {
+    record.identity = identityOf(header);
+    record.danrawOffset = danrawOffset;
+    record.length = header.u32(danraw::kRecordLength);
+    const FrameRate rate = frameRate(header.f32(danraw::kFramesPerSecond));
+    record.hasTimecode = tc2Frame(header.bytes(danraw::kTimecode, kTimecodeSize).data(),
+                                  rate.startTimecodeBase | kTimecodeFlags, &record.timecode) != 0;
+    record.dropFrame = tcDropFrame() != 0;
+    record.framesPerSecond =
+        static_cast<std::uint16_t>(timecodeCounting(rate.rate, rate.scale, false).framesPerSecond);
+    // The stated length may count padding. A length that is far off is damaged itself.
+    const std::uint64_t end = extentOf(header, danrawOffset).end;
+    const bool plausible = record.length >= end && record.length <= end + end / 4 + kSlack;
+    record.size = plausible ? record.length : end;
+}
+
+bool liesTogether(ByteView header, std::uint32_t danrawOffset) {
+    const Extent extent = extentOf(header, danrawOffset);
+    return extent.end <= 4 * extent.bytes + kSlack;
+}
