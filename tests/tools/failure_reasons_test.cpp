@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
         FailureCase{
             "PlaneCutShort",
             [](TestClip& clip) { clip.setPlane<std::uint32_t>(1, 3, plane::kDataOffset, 0x7FFFFFFF); },
-            armNothing, kSamples, "cut short by the end of the file"},
+            armNothing, kSamples, "cannot be read to its end"},
         FailureCase{"NoMemory", spoilNothing, [](HostFaults& faults) { faults.fail(HostCall::heap, 1); },
                     kSamples, "out of memory"},
         FailureCase{"SmallBuffer", spoilNothing, armNothing, kSamples - 1, "does not fit the clip's"}),

@@ -31,7 +31,7 @@ ClipFile::ClipFile(const std::string& path) : m_path(path), m_handle(openForRead
     }
     if (m_table == nullptr) {
         pvOSCloseFile(m_handle);
-        throw std::runtime_error(fmt::format("{}: has no frame table", path));
+        throw std::runtime_error(fmt::format("{}: its frame table cannot be read", path));
     }
     m_frames = static_cast<std::size_t>(frames);
 }

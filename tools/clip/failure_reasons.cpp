@@ -40,13 +40,15 @@ constexpr Reason kOpenReasons[] = {
 constexpr Reason kReadReasons[] = {
     {status::kNoFile, "Invalid KRW frame offset", "its record lies beyond any file"},
     {status::kNoFile, "table pos", "its record cannot be reached"},
-    {status::kNoFile, "read frame header", "its frame header cannot be read (past the end of the file?)"},
+    {status::kNoFile, "read frame header",
+     "its frame header cannot be read (past the end of the file, or a failing disk)"},
     {status::kNoFile, "", "the clip has no such frame"},
     {status::kBadRecord, "signature", "its record carries no frame header"},
     {status::kBadRecord, "dimensions", "its picture size is not the clip's"},
     {status::kBadRecord, "plane size or offset", "a colour plane's size or place is impossible"},
     {status::kBadRecord, "plan data", "a colour plane cannot be reached"},
-    {status::kPlaneRead, "", "a colour plane is cut short by the end of the file"},
+    {status::kPlaneRead, "",
+     "a colour plane cannot be read to its end (the file ends there, or the disk fails)"},
     {status::kOutOfMemory, "", "out of memory"},
     {status::kFrameBuffer, "", "the picture does not fit the clip's picture size"},
 };
