@@ -23,5 +23,8 @@ void registerDeveloping(const BenchImage& image);
 /// Frames of a clip of this image, read through the reader object from the page cache. The clip goes into
 /// `directory`.
 void registerFrameReads(const BenchImage& image, const std::filesystem::path& directory);
+/// Looking for frame records in a clip of 40 frames of this image, and a plain read of the file. The clip
+/// goes into `directory`.
+void registerScan(const BenchImage& image, const std::filesystem::path& directory);
 /// Frame tables of a clip of 100,000 records, and opening and probing, in `directory`.
 void registerClips(const std::filesystem::path& directory);

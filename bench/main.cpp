@@ -39,6 +39,7 @@ void run(std::span<char* const> mosaics) {
                                                      drawScene(width, height, 0, kCleanNoise)));
         registerSize(*sizes.back());
     }
+    registerScan(*images.front(), directory.root());
     registerClips(directory.root());
     benchmark::RunSpecifiedBenchmarks();
 }

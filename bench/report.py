@@ -39,6 +39,8 @@ CLIP = [
     ("table_rebuild", "rebuild it from the records"),
     ("open", "open and close that clip"),
     ("probe", "probe it"),
+    ("file_read", "read a file of 40 frames, page cache"),
+    ("file_scan", "look for frame records in it"),
 ]
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 

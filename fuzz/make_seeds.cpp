@@ -121,6 +121,31 @@ void writeClips(const std::filesystem::path& folder) {
     }
 }
 
+/// Sources of several records, whole and torn.
+void writeSources(const std::filesystem::path& folder) {
+    const auto append = [](TestClip& source, const Bytes& bytes) {
+        source.bytes.insert(source.bytes.end(), bytes.begin(), bytes.end());
+    };
+    write(folder, "clip", clip(3, 8, 4, true).bytes);
+    TestClip torn = clip(4, 8, 4);
+    torn.setDanraw(1, danraw::kSignatureOffset, 0U);
+    torn.cut(torn.bytes.size() - 9);
+    write(folder, "torn-and-cut", torn.bytes);
+    TestClip headless = clip(2, 8, 4);
+    headless.bytes.erase(headless.bytes.begin(), headless.bytes.begin() + 30);
+    write(folder, "no-file-header", headless.bytes);
+    TestClip joined = clip(2, 8, 4);
+    append(joined, clip(2, 16, 4).bytes);
+    write(folder, "two-clips", joined.bytes);
+    ClipDescription description;
+    description.danrawOffset = 640;
+    description.planePadding = 16;
+    TestClip image;
+    image.bytes.resize(1024, 0xF6);
+    append(image, makeClip(description, randomMosaics(2, 16, 8)).bytes);
+    write(folder, "padded-in-an-image", image.bytes);
+}
+
 /// Records that lie over one another as much as equal steps allow.
 TestClip closestChain(std::size_t records) {
     return makeRecordChain(records, 10, 8);
@@ -265,6 +290,7 @@ int main(int argc, char** argv) {
     const std::filesystem::path corpora = argv[1];
     writeClips(corpora / "clip");
     writeTables(corpora / "frame_table");
+    writeSources(corpora / "recover");
     writePlanes(corpora / "plane");
     writePictures(corpora / "picture");
     return 0;

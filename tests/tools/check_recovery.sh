@@ -17,6 +17,7 @@ krw -q synth A001C004.krw --size 512x256 --frames 12 --fps 50
 size=$(stat -c %s A001C003.krw)
 
 cp A001C003.krw torn.krw && wipe torn.krw 1000000 65536
+head -c $(((size - 1) / 4096 * 4096)) A001C003.krw >wiped.krw && wipe wiped.krw 986909 80000
 head -c 1500000 A001C003.krw >cut.krw
 cp A001C003.krw wrong_trailer.krw && wipe wrong_trailer.krw $(((size - 1) / 4096 * 4096 + 4)) 4 <(printf '\377\377\377\377')
 cp A001C003.krw no_header.krw && wipe no_header.krw 0 2000

@@ -2,6 +2,8 @@
 
 #include "tests/tools/krw_tool.h"
 
+#include <algorithm>
+#include <functional>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -87,6 +89,73 @@ TEST_F(RecoverTool, RefusesWhatItCannotMean) {
         const Outcome outcome = krw(row.arguments);
         EXPECT_EQ(outcome.status, row.status) << row.arguments;
         EXPECT_THAT(outcome.err, HasSubstr(row.words)) << row.arguments;
+    }
+}
+
+struct WrongTable {
+    const char* name;
+    std::function<void(TestClip&)> spoil;
+    bool storedTable;
+    int status;
+    std::vector<const char*> words; // of info, on either output
+    std::uint64_t outside = 0;      // in the JSON document; not asked for clips that do not open
+};
+
+TEST_F(RecoverTool, IsNamedWhereTheFrameTableIsWrong) {
+    namespace trailer = krwfile::trailer;
+    const auto zeroRecord = [](TestClip& clip) {
+        clip.setDanraw<std::uint32_t>(4, krwfile::danraw::kSignatureOffset, 0);
+    };
+    const std::vector<WrongTable> rows{
+        {"stored", [](TestClip&) {}, true, 0, {"Frame table  stored\n"}},
+        {"no trailer", [](TestClip&) {}, false, 0, {"rebuilt by following", "does not end with a trailer\n"}},
+        {"records behind a zeroed one",
+         zeroRecord,
+         false,
+         1,
+         {"bytes behind the last frame",
+          "3 frame records of the file are not in the frame table; krw recover"},
+         3},
+        {"an entry without a record", zeroRecord, true, 1, {"1 of 8 entries lead to no frame record"}},
+        {"too few entries",
+         [](TestClip& clip) { clip.setTrailer<std::uint32_t>(trailer::kFrameCount, 7); },
+         true,
+         1,
+         {"1 frame record of the file is not in the frame table"},
+         1},
+        {"count out of range",
+         [](TestClip& clip) { clip.setTrailer<std::uint32_t>(trailer::kFrameCount, 0xFFFFFFFF); },
+         true,
+         1,
+         {"the trailer counts -1 frames", "krw recover"}},
+        {"table behind the file",
+         [](TestClip& clip) { clip.setTrailer<std::uint64_t>(trailer::kTableOffset, 1U << 30); },
+         true,
+         1,
+         {"a table of 64 bytes at byte 1073741824 of", "krw recover"}},
+        {"file header zeroed",
+         [](TestClip& clip) { std::fill_n(clip.bytes.begin(), 100, std::uint8_t{0}); },
+         true,
+         1,
+         {"it holds frame records, which krw recover gets out"}},
+    };
+    for (const WrongTable& row : rows) {
+        SCOPED_TRACE(row.name);
+        ClipDescription description;
+        description.storedTable = row.storedTable;
+        TestClip clip = makeClip(description, randomMosaics(8, 64, 32));
+        row.spoil(clip);
+        write("clip.krw", clip);
+        const Outcome info = krw("info clip.krw");
+        EXPECT_EQ(info.status, row.status);
+        EXPECT_EQ(krw("verify -q clip.krw").status, row.status);
+        for (const char* words : row.words)
+            EXPECT_THAT(info.out + info.err, HasSubstr(words));
+        const Outcome json = krw("info --json clip.krw");
+        if (json.out.empty()) continue;
+        const nlohmann::json table = nlohmann::json::parse(json.out)["frameTable"];
+        EXPECT_EQ(table["origin"], row.storedTable ? "stored" : "rebuilt");
+        EXPECT_EQ(table["recordsOutside"], row.outside);
     }
 }
 

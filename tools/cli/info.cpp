@@ -4,9 +4,11 @@
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
 #include "tools/cli/frame_selection.h"
+#include "tools/cli/open_clip.h"
 #include "tools/cli/picture_output.h"
 #include "tools/cli/report_text.h"
 #include "tools/picture/histogram.h"
+#include "tools/recover/table_check.h"
 
 #include <filesystem>
 #include <fmt/format.h>
@@ -55,9 +57,11 @@ void writeHistogram(const InfoOptions& options, Clip& clip) {
 void info(const InfoOptions& options, CommandContext& context) {
     if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
     const Plugin& plugin = context.plugin();
-    Clip clip(plugin, options.clip);
-    const ClipReport report = makeClipReport(plugin, clip, framesToTry(options, clip));
+    Clip clip = openClip(plugin, options.clip);
+    ClipReport report = makeClipReport(plugin, clip, framesToTry(options, clip));
+    report.table = checkTable(options.clip);
     console::print(options.json ? reportJson(report) : reportText(report));
+    if (!complainAboutTable(options.clip, *report.table)) context.exitStatus = 1;
     for (const TriedFrame& tried : report.tried)
         if (tried.reading.state != FrameReading::State::ok) context.exitStatus = 1;
     if (!options.histogram.empty()) writeHistogram(options, clip);

@@ -114,6 +114,7 @@ std::string reportText(const ClipReport& report) {
     row(out, "Timecode", timecodeSpan(clip));
     row(out, "Levels", levelsText(clip.information()));
     row(out, "Audio", audioText(clip));
+    if (report.table) row(out, "Frame table", describeTable(*report.table));
     triedFrames(out, report.tried);
     itemRows(out, report.items);
     if (clip.information().isSet(InfoText::deviceMetadata))

@@ -4,10 +4,12 @@
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
 #include "tools/cli/frame_tally.h"
+#include "tools/cli/open_clip.h"
 #include "tools/cli/progress.h"
 #include "tools/cli/verify_hash_lists.h"
 #include "tools/cli/verify_list.h"
 #include "tools/clip/frame_workers.h"
+#include "tools/recover/table_check.h"
 
 #include <fmt/format.h>
 #include <memory>
@@ -45,6 +47,15 @@ std::string summary(const Tally& tally, bool compared) {
     return text;
 }
 
+/// Complains about frames that the clip's table does not know, where the whole clip is verified.
+bool isTableSound(const VerifyOptions& options, bool quiet) {
+    if (!options.frames.range.empty() || !options.frames.part.empty()) return true;
+    const TableReport table = checkTable(options.clip);
+    if (!quiet && (table.origin != TableReport::Origin::stored || !table.trouble.empty()))
+        console::note(fmt::format("{}: frame table {}", options.clip, describeTable(table)));
+    return complainAboutTable(options.clip, table);
+}
+
 /// Frames that the list has and the clip has not.
 std::size_t lostFrames(const VerifyOptions& options, const VerifyList& earlier, const Clip& clip) {
     const bool wholeClip = options.frames.range.empty() && options.frames.part.empty();
@@ -56,7 +67,7 @@ std::size_t lostFrames(const VerifyOptions& options, const VerifyList& earlier, 
 }
 
 void verify(const VerifyOptions& options, CommandContext& context) {
-    Clip clip(context.plugin(), options.clip);
+    Clip clip = openClip(context.plugin(), options.clip);
     const FrameRange range = selectedFrames(options.frames, clip.frames(), options.clip);
     std::optional<VerifyList> earlier;
     if (!options.against.empty()) earlier.emplace(options.against);
@@ -84,6 +95,7 @@ void verify(const VerifyOptions& options, CommandContext& context) {
 
     const std::size_t lost = earlier ? lostFrames(options, *earlier, clip) : 0;
     if (tally.read.damaged + tally.read.unreadable + tally.different + lost > 0) context.exitStatus = 1;
+    if (!isTableSound(options, context.quiet)) context.exitStatus = 1;
     if (options.null) console::print(progress.speed() + "\n");
     console::flush();
     if (context.quiet) return;

@@ -3,8 +3,10 @@
 
 #include "tools/clip/clip.h"
 #include "tools/clip/named_items.h"
+#include "tools/clip/table_report.h"
 
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,6 +23,7 @@ struct ClipReport {
     std::vector<NamedItem> items;
     ItemSource documentSource; // of the device metadata document
     std::vector<TriedFrame> tried;
+    std::optional<TableReport> table{}; // where it was checked
 };
 
 /// First, middle and last frame of a range.

@@ -81,17 +81,26 @@ Json triedJson(const std::vector<TriedFrame>& tried) {
     return list;
 }
 
+Json tableJson(const TableReport& table) {
+    return {{"origin", originName(table.origin)},
+            {"trouble", table.trouble.empty() ? Json() : Json(table.trouble)},
+            {"entriesWithoutRecord", table.entriesWithoutRecord},
+            {"bytesBehind", table.bytesBehind},
+            {"recordsOutside", table.recordsOutside}};
+}
+
 } // namespace
 
 std::string reportJson(const ClipReport& report) {
-    const Json document{{"schema", "krw-info-1"},
-                        {"file", report.clip.path()},
-                        {"format", report.description},
-                        {"video", videoJson(report.clip)},
-                        {"audio", audioJson(report.clip)},
-                        {"items", itemsJson(report.items)},
-                        {"deviceMetadata", documentJson(report)},
-                        {"framesTried", triedJson(report.tried)}};
+    Json document{{"schema", "krw-info-1"},
+                  {"file", report.clip.path()},
+                  {"format", report.description},
+                  {"video", videoJson(report.clip)},
+                  {"audio", audioJson(report.clip)},
+                  {"items", itemsJson(report.items)},
+                  {"deviceMetadata", documentJson(report)},
+                  {"framesTried", triedJson(report.tried)}};
+    if (report.table) document["frameTable"] = tableJson(*report.table);
     // Texts are bytes as a camera wrote them; what is not UTF-8 becomes U+FFFD.
     return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }

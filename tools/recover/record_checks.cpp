@@ -12,7 +12,7 @@ namespace {
 namespace danraw = krwfile::danraw;
 namespace plane = krwfile::plane;
 
-constexpr std::uint64_t kMostPendingBytes = std::uint64_t{40} << 20;
+constexpr std::uint64_t kMostPendingBytes = std::uint64_t{24} << 20;
 constexpr std::size_t kMostPending = 1024;
 // Cameras put the DANRAW_HEADER some kilobytes behind the record's start.
 constexpr std::uint64_t kFarthestHeader = std::uint64_t{64} << 10;

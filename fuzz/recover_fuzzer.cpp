@@ -1,0 +1,81 @@
+// Recovery from bytes of any origin. Every clip that comes out opens, and all its frames are whole.
+#include "fuzz/fuzz_support.h"
+#include "host/files.h"
+#include "plugin/cmfkrw.h"
+#include "tests/support/temp_dir.h"
+#include "tools/clip/frame_check.h"
+#include "tools/recover/clip_rebuilder.h"
+#include "tools/recover/findings.h"
+
+#include <string>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr std::uint32_t kVideoChannel = 1;
+constexpr std::uint32_t kSmallestHeader = 26; // a directory of one entry
+
+/// A file in memory. The recovery reads files itself, not through the host.
+class SourceFile {
+  public:
+    SourceFile() : m_descriptor(::memfd_create("source", MFD_CLOEXEC)) {
+        require(m_descriptor >= 0, "a file in memory can be had");
+    }
+
+    void assign(std::span<const std::uint8_t> bytes) const {
+        require(::ftruncate(m_descriptor, 0) == 0, "a file in memory can be emptied");
+        const ssize_t written = ::pwrite(m_descriptor, bytes.data(), bytes.size(), 0);
+        require(written == static_cast<ssize_t>(bytes.size()), "a file in memory can be written");
+    }
+    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_descriptor); }
+
+  private:
+    int m_descriptor; // stays open for the life of the process
+};
+
+void requireWhole(const std::string& path, std::size_t frames) {
+    CMFKrw reader(0);
+    require(reader.Open(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0) == 0,
+            "a clip opens");
+    require(reader.Length() == frames, "a clip has the frames that were written");
+    const auto width = static_cast<std::uint32_t>(reader.m_vid.biWidth);
+    const auto height = static_cast<std::uint32_t>(reader.m_vid.biHeight);
+    std::vector<std::uint16_t> samples(std::size_t{width} * height);
+    DFRAME dframe{};
+    dframe.recordSize = sizeof dframe;
+    dframe.picture.buffer = samples.data();
+    dframe.picture.bufferSize = static_cast<std::uint32_t>(2 * samples.size());
+    FrameCheck check(path);
+    for (std::uint32_t frame = 0; frame < frames; ++frame) {
+        require(reader.Read(frame, 1, kVideoChannel, request::kVideo, &dframe, nullptr) == 0,
+                "a frame is read");
+        require(check.findDamage(frame, {width, height, samples}, true).empty(), "a frame is whole");
+    }
+    reader.Close();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    beQuiet();
+    static const SourceFile file;
+    static const TempDir directory;
+    file.assign({data, size});
+    const Source source({file.path()});
+    const auto ignore = [](std::uint64_t) {};
+    const Findings findings = findClips(source, 1, ignore);
+    const std::string path = directory.path("out.krw");
+    for (const ClipFindings& clip : findings.clips)
+        for (const bool keepDamaged : {true, false}) {
+            const auto records = recordsToWrite(source, findings, clip, keepDamaged);
+            if (records.empty()) continue;
+            if (findings.records[records.front()].danrawOffset < kSmallestHeader)
+                continue; // no room for a header
+            rebuildClip(source, findings, clip, records, path, {Existing::replace}, ignore);
+            if (!keepDamaged) requireWhole(path, records.size());
+        }
+    (void)takeLog();
+    return 0;
+}
