@@ -87,6 +87,13 @@ bool allCounted(const ClipFindings& clip) {
     return std::ranges::none_of(clip.found.missing, [](const auto& missing) { return missing.frames == 0; });
 }
 
+/// A text from a file, fit for a terminal.
+std::string shown(std::string text) {
+    std::ranges::replace_if(
+        text, [](char character) { return (character >= 0 && character < ' ') || character == 0x7F; }, '?');
+    return text;
+}
+
 /// "1 frame", "2 frames"
 std::string counted(std::uint64_t number, const char* thing) {
     return fmt::format("{} {}{}", number, thing, number == 1 ? "" : "s");
@@ -170,8 +177,8 @@ std::string recoveryText(const RecoveryReport& report) {
                        details.size.height, framesPerSecond(details));
         fmt::format_to(out, "  Timecode    {} to {}\n", timecodeOf(first),
                        timecodeOf(lastRecord(report.findings, clip)));
-        fmt::format_to(out, "  Camera      {}\n", details.camera);
-        fmt::format_to(out, "  Production  {}\n", details.production);
+        fmt::format_to(out, "  Camera      {}\n", shown(details.camera));
+        fmt::format_to(out, "  Production  {}\n", shown(details.production));
         fmt::format_to(out, "  Found at    byte {} of {}{}\n", placeOf(report.source, first),
                        partOf(report.source, first).path, clip.found.hasTrailer ? "" : ", without a trailer");
         if (written.path.empty()) continue;
