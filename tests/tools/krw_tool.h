@@ -46,6 +46,17 @@ struct Outcome {
     std::string err;
 };
 
+/// A clip of 98304 frames: no machine is done with them before a signal comes.
+inline TestClip makeLongClip() {
+    ClipDescription description;
+    description.storedTable = false;
+    TestClip clip = makeClip(description, randomMosaics(3, 64, 32));
+    for (int times = 0; times < 15; ++times)
+        clip.recordStarts.insert(clip.recordStarts.end(), clip.recordStarts.begin(), clip.recordStarts.end());
+    clip.addStoredTable();
+    return clip;
+}
+
 class KrwTool : public testing::Test {
   protected:
     /// Runs a shell command in the test's directory.

@@ -73,8 +73,13 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"NoSignature", "sheet nosignature.krw -o s.png", 1,
                  "nosignature.krw: the first frame header"},
         BadInput{"BeyondTheClip", "verify good.krw --frames 1-3", 2, "good.krw: frames 1-3 are outside"},
-        BadInput{"BackwardsRange", "verify good.krw --frames 2-1", 2, "good.krw: \"2-1\" is no frame range"},
-        BadInput{"NoPart", "verify good.krw --part 3/2", 2, "good.krw: \"3/2\" is no part"},
+        BadInput{"BackwardsRange", "verify good.krw --frames 2-1", 2,
+                 "good.krw: \"2-1\" is no list of frames"},
+        BadInput{"NoPart", "verify good.krw --part 3/2", 2, "--part: \"3/2\" is no part"},
+        BadInput{"TimecodeBeyond", "verify good.krw --frames 02:00:00:00", 2,
+                 "good.krw: timecode 02:00:00:00"},
+        BadInput{"NoClipsInAFolder", "export -r directory.krw -o d", 1, "directory.krw: no clips"},
+        BadInput{"OneFolderForTwo", "export good.krw ./good.krw -o d", 2, "would both go to good"},
         BadInput{"NoSuchFrame", "frame good.krw 3 -o f.png", 2, "good.krw: frames 3 are outside"},
         BadInput{"OutputUnderAFile", "export good.krw -o empty.krw/d --format dng", 1,
                  "empty.krw/d: Not a dir"},
@@ -335,14 +340,7 @@ TEST(RationalRate, TakesTheNearestFractionThatCamerasUse) {
 }
 
 TEST_F(KrwTool, EndsInGoodOrderWhenInterrupted) {
-    // Too many frames to finish before the signal comes.
-    ClipDescription description;
-    description.storedTable = false;
-    TestClip clip = makeClip(description, randomMosaics(3, 64, 32));
-    for (int times = 0; times < 15; ++times)
-        clip.recordStarts.insert(clip.recordStarts.end(), clip.recordStarts.begin(), clip.recordStarts.end());
-    clip.addStoredTable();
-    write("long.krw", clip);
+    write("long.krw", makeLongClip());
     const Outcome run = shell(KRW_PROGRAM " export long.krw -o out --format pgm --jobs 2 & "
                                           "until [ -e out/long_000005.pgm ]; do sleep 0.01; done; "
                                           "kill -INT $!; wait $!");
@@ -368,7 +366,7 @@ TEST_F(KrwTool, CompletesItsOwnCommandLine) {
     EXPECT_EQ(zsh("krw exp"), "export ");
     EXPECT_EQ(zsh("krw export a.krw --format p"), "pgm png ");
     EXPECT_EQ(zsh("krw sheet --thumb"), " --thumb-width ");
-    EXPECT_THAT(krw("manual").out, HasSubstr("\\fBkrw export\\fR [options] \\fIFILE\\fR"));
+    EXPECT_THAT(krw("manual").out, HasSubstr("\\fBkrw export\\fR [options] \\fICLIP\\fR..."));
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "tools/cli/console.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fmt/format.h>
 #include <utility>
 
@@ -18,7 +17,7 @@ ByteProgress::ByteProgress(std::string what, std::uint64_t bytes, bool shown)
     : m_what(std::move(what)), m_bytes(bytes), m_shown(shown && console::errorIsTerminal()) {}
 
 ByteProgress::~ByteProgress() {
-    if (m_drawn > 0) std::fputs("\r\x1b[K", stderr);
+    console::showProgress({});
 }
 
 void ByteProgress::reach(std::uint64_t done) {
@@ -30,9 +29,7 @@ void ByteProgress::reach(std::uint64_t done) {
     const double rate = std::max(static_cast<double>(m_done) / seconds, 1.0);
     const auto left =
         static_cast<std::uint64_t>(static_cast<double>(m_bytes - std::min(m_done, m_bytes)) / rate);
-    const std::string line =
-        fmt::format("\r\x1b[K  {} {:.0f}/{:.0f} MB  {:.0f} MB/s  {}:{:02} left", m_what,
-                    static_cast<double>(m_done) / kMega, static_cast<double>(m_bytes) / kMega, rate / kMega,
-                    left / 60, left % 60);
-    std::fputs(line.c_str(), stderr);
+    console::showProgress(fmt::format("{} {:.0f}/{:.0f} MB {}:{:02} left", m_what,
+                                      static_cast<double>(m_done) / kMega,
+                                      static_cast<double>(m_bytes) / kMega, left / 60, left % 60));
 }

@@ -1,15 +1,16 @@
 #include "tools/cli/command_options.h"
 
 void addClipArgument(Command& command, std::string& path) {
-    command.argument("FILE", path, "KRW clip");
+    command.argument("CLIP", path, "KRW clip");
 }
 
-void addFramesOption(Command& command, std::string& range) {
-    command.option("--frames", range, "Only these frames: A-B, A- or A").valueName("RANGE");
+void addFramesOption(Command& command, std::string& list) {
+    command.option("--frames", list, "Only these frames: 1,3,5-9 or 0-:10 or 01:00:00:05-01:00:01:00")
+        .valueName("LIST");
 }
 
 void addFrameSelection(Command& command, FrameSelection& selection) {
-    addFramesOption(command, selection.range);
+    addFramesOption(command, selection.list);
     command
         .option("--part", selection.part,
                 "Only the I-th of N equal parts of the frames, for work on many machines")

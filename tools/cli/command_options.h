@@ -8,7 +8,7 @@
 #include <string>
 
 void addClipArgument(Command& command, std::string& path);
-void addFramesOption(Command& command, std::string& range);
+void addFramesOption(Command& command, std::string& list);
 /// The same, and a part of it.
 void addFrameSelection(Command& command, FrameSelection& selection);
 void addJobsOption(Command& command, unsigned& jobs);

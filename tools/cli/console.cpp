@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace console {
 
@@ -19,11 +20,17 @@ namespace {
 std::FILE* results = stdout;
 bool resultLost = false;
 
-/// One write per line, so that lines of several threads do not mix; over a progress line that may stand
-/// there.
+/// A line of progress is on the terminal.
+bool progressShown = false;
+
+void takeProgressAway() {
+    if (std::exchange(progressShown, false)) std::fputs("\r\x1b[K", stderr);
+}
+
+/// One write per line, so that lines of several threads do not mix.
 void writeErrorLine(std::string_view prefix, std::string_view text) {
-    const std::string line =
-        fmt::format("{}{}{}\n", errorIsTerminal() ? "\r\x1b[K" : "", prefix, printable(text));
+    takeProgressAway();
+    const std::string line = fmt::format("{}{}\n", prefix, printable(text));
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
@@ -41,6 +48,7 @@ void claimStandardOutput() {
 }
 
 void print(std::string_view text) {
+    if (resultsGoToTerminal()) takeProgressAway();
     if (std::fwrite(text.data(), 1, text.size(), results) != text.size()) resultLost = true;
 }
 
@@ -84,6 +92,15 @@ void complain(std::string_view text) {
 
 void note(std::string_view text) {
     writeErrorLine("", text);
+}
+
+void showProgress(std::string_view text) {
+    constexpr std::size_t kColumns = 29;
+    takeProgressAway();
+    if (text.empty()) return;
+    progressShown = true;
+    const std::string_view shown = text.substr(0, kColumns);
+    std::fwrite(shown.data(), 1, shown.size(), stderr);
 }
 
 std::string printable(std::string_view text) {

@@ -13,7 +13,7 @@ namespace console {
 /// once, before the plug-in is loaded.
 void claimStandardOutput();
 
-/// Writes a result as it stands.
+/// Writes a result as it stands. A progress line goes first where both are on a terminal.
 void print(std::string_view text);
 
 /// Writes bytes at once, ahead of what `print` has not flushed. False when the reader of standard output has
@@ -39,5 +39,10 @@ void note(std::string_view text);
 
 /// True when standard error is a terminal.
 [[nodiscard]] bool errorIsTerminal();
+
+/// Shows a line of progress at the end of standard error, which has to be a terminal, in place of the line
+/// before it. Anything else that is written takes it away, as an empty text does. No more than 29 characters
+/// are shown: a line that wraps could not be taken away.
+void showProgress(std::string_view text);
 
 } // namespace console

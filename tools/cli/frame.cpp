@@ -25,10 +25,11 @@ struct FrameOptions {
 void developFrame(const FrameOptions& options, CommandContext& context) {
     checkPictureOutput(options.output, options.overwrite);
     Clip clip(context.plugin(), options.clip);
-    const FrameRange range = selectedRange(fmt::format("{}", options.frame), clip.frames(), options.clip);
+    (void)selectedFrames({fmt::format("{}", options.frame), {}},
+                         clip); // refuses frames that the clip has not
     const Developer developer = makeDeveloper(clip, options.develop);
     Picture picture = clip.makePicture();
-    const FrameReading reading = clip.read(range.first, picture);
+    const FrameReading reading = clip.read(options.frame, picture);
     if (reading.state != FrameReading::State::ok) {
         context.exitStatus = 1;
         console::complain(fmt::format("{}: frame {}: {}", options.clip, options.frame, reading.reason));

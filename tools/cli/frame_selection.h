@@ -1,16 +1,29 @@
-// The frames that a command line selects: "A-B", "A-", "A", 0-based, both ends included.
+// The frames that the words of a command line select.
 #pragma once
 
+#include "tools/clip/clip.h"
 #include "tools/clip/frame_range.h"
 
 #include <cstdint>
 #include <string>
 
-/// Which of a clip's frames a command is to work on, in the words of the command line.
+/// Which of a clip's frames a command is to work on, in the words of the command line. A list has numbers,
+/// ranges "A-B" and "A-", each with an optional step ":S", separated by commas. A and B are frame numbers
+/// from 0 or timecodes; both ends belong to the range.
 struct FrameSelection {
-    std::string range; // "A-B", "A-" or "A"; empty for all
-    std::string part;  // "I/N", I from 1: the I-th of N equal parts of the range; empty for the whole
+    std::string list; // empty for all
+    std::string part; // "I/N", I from 1: the I-th of N equal parts of the list; empty for the whole
 };
+
+/// What a clip's frames are called.
+struct FrameNames {
+    std::string clip;                     // for messages
+    std::uint32_t frames = 0;             // number of frames
+    std::uint32_t firstTimecode = 0;      // of frame 0, as a frame number
+    TimecodeCounting counting{25, false}; // of the timecodes
+};
+
+[[nodiscard]] FrameNames frameNames(const Clip& clip);
 
 /// One of equal parts; `index` counts from 1.
 struct PartNumber {
@@ -18,16 +31,11 @@ struct PartNumber {
     std::uint32_t parts = 0;
 };
 
-/// The part that is selected; index 0 for the whole. Throws UsageError, with the clip's name in the message,
-/// for words that are no part.
-[[nodiscard]] PartNumber selectedPart(const FrameSelection& selection, const std::string& clip);
+/// The part that is selected; index 0 for the whole. Throws UsageError for words that are no part.
+[[nodiscard]] PartNumber selectedPart(const FrameSelection& selection);
 
-/// The frames selected of a clip of `frames` frames; none for a part of a range with fewer frames than parts.
-/// Throws UsageError, with the clip's name in the message, for words that are no range or no part, and for
-/// frames that the clip does not have.
-[[nodiscard]] FrameRange selectedFrames(const FrameSelection& selection, std::uint32_t frames,
-                                        const std::string& clip);
-
-/// The same for a range alone.
-[[nodiscard]] FrameRange selectedRange(const std::string& range, std::uint32_t frames,
-                                       const std::string& clip);
+/// The selected frames; none for a part of a list with fewer frames than parts. Throws UsageError, with the
+/// clip's name in the message, for words that are no list or no part, and for frames or timecodes that the
+/// clip does not have.
+[[nodiscard]] FrameSet selectedFrames(const FrameSelection& selection, const FrameNames& names);
+[[nodiscard]] FrameSet selectedFrames(const FrameSelection& selection, const Clip& clip);

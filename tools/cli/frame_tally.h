@@ -10,6 +10,8 @@ struct FrameTally {
     std::uint32_t damaged = 0;
     std::uint32_t unreadable = 0;
 
+    [[nodiscard]] std::uint32_t total() const { return ok + damaged + unreadable; }
+
     void count(FrameReading::State state) {
         switch (state) {
         case FrameReading::State::ok:
@@ -22,5 +24,10 @@ struct FrameTally {
             ++unreadable;
             break;
         }
+    }
+    void add(const FrameTally& other) {
+        ok += other.ok;
+        damaged += other.damaged;
+        unreadable += other.unreadable;
     }
 };

@@ -1,5 +1,6 @@
 // `krw info`: what the plug-in tells a host about a clip.
 
+#include "tools/cli/clip_list.h"
 #include "tools/cli/command_options.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
@@ -7,40 +8,39 @@
 #include "tools/cli/open_clip.h"
 #include "tools/cli/picture_output.h"
 #include "tools/cli/report_text.h"
+#include "tools/cli/usage_error.h"
 #include "tools/picture/histogram.h"
 #include "tools/recover/table_check.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <set>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 namespace {
 
 struct InfoOptions {
-    std::string clip;
-    std::string frames;
+    ClipArguments clips;
+    FrameSelection frames;
     std::string histogram;
     bool overwrite = false;
     bool json = false;
 };
 
-/// First, middle and last frame, or every frame of the range that was asked for.
-std::set<std::uint32_t> framesToTry(const InfoOptions& options, const Clip& clip) {
-    const FrameRange range = selectedRange(options.frames, clip.frames(), options.clip);
-    if (options.frames.empty()) return sampledFrames(range.first, range.count);
-    std::set<std::uint32_t> frames;
-    for (std::uint32_t index = 0; index < range.count; ++index)
-        frames.insert(range.first + index);
-    return frames;
+/// First, middle and last frame, or every frame that was asked for.
+FrameSet framesToTry(const InfoOptions& options, const Clip& clip) {
+    const FrameSet selected = selectedFrames(options.frames, clip);
+    return options.frames.list.empty() ? sampledFrames(0, clip.frames()) : selected;
 }
 
-/// Of the middle frame of the range, or the first readable one after it.
+/// Of the middle one of the selected frames, or the first readable one after it.
 void writeHistogram(const InfoOptions& options, Clip& clip) {
-    const FrameRange range = selectedRange(options.frames, clip.frames(), options.clip);
-    const std::uint32_t end = range.first + range.count;
+    const FrameSet frames = selectedFrames(options.frames, clip);
     Picture picture = clip.makePicture();
-    for (std::uint32_t frame = range.first + range.count / 2; frame < end; ++frame) {
+    for (const std::uint32_t frame : frames.part(frames.size() / 2, frames.size())) {
         if (clip.read(frame, picture).state == FrameReading::State::unreadable) continue;
         const ClipInformation& information = clip.information();
         const std::string title =
@@ -51,20 +51,37 @@ void writeHistogram(const InfoOptions& options, Clip& clip) {
                                            information.number(InfoNumber::rawWhiteCodeValue), title),
                             options.overwrite);
     }
-    throw std::runtime_error(fmt::format("{}: no readable frame to draw a histogram of", options.clip));
+    throw std::runtime_error(fmt::format("{}: no readable frame to draw a histogram of", clip.path()));
 }
 
-void info(const InfoOptions& options, CommandContext& context) {
-    if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
+/// What is told of one clip.
+std::string describeClip(const InfoOptions& options, const std::string& path, CommandContext& context) {
     const Plugin& plugin = context.plugin();
-    Clip clip = openClip(plugin, options.clip);
+    Clip clip = openClip(plugin, path);
     ClipReport report = makeClipReport(plugin, clip, framesToTry(options, clip));
-    report.table = checkTable(options.clip);
-    console::print(options.json ? reportJson(report) : reportText(report));
-    if (!complainAboutTable(options.clip, *report.table)) context.exitStatus = 1;
+    report.table = checkTable(path);
+    if (!complainAboutTable(path, *report.table)) context.exitStatus = std::max(context.exitStatus, 1);
     for (const TriedFrame& tried : report.tried)
         if (tried.reading.state != FrameReading::State::ok) context.exitStatus = 1;
     if (!options.histogram.empty()) writeHistogram(options, clip);
+    return options.json ? reportJson(report) : reportText(report);
+}
+
+void info(const InfoOptions& options, CommandContext& context) {
+    const bool isOne = options.clips.isOneFile();
+    if (!options.histogram.empty() && !isOne)
+        throw UsageError("--histogram draws one picture of one clip; several clips are given");
+    if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
+    std::vector<std::string> reports;
+    bool isFirst = true;
+    forEachClip(options.clips, context, [&](const ListedClip& clip) {
+        const std::string report = describeClip(options, clip.path, context);
+        if (options.json && !isOne)
+            reports.push_back(report);
+        else
+            console::print((std::exchange(isFirst, false) ? "" : "\n") + report);
+    });
+    if (options.json && !isOne) console::print(reportListJson(reports));
 }
 
 } // namespace
@@ -72,10 +89,11 @@ void info(const InfoOptions& options, CommandContext& context) {
 void addInfo(CLI::App& program, CommandContext& context) {
     Command command(program, "info", "Tell picture, rate, timecode, camera, take and side-car metadata");
     const auto options = std::make_shared<InfoOptions>();
-    addClipArgument(command, options->clip);
+    addClipArguments(command, options->clips);
     command.flag("--json", options->json, "Print one JSON document (docs/json.md)");
-    command.option("--frames", options->frames, "Frames to read for a check; default: first, middle, last")
-        .valueName("RANGE");
+    command
+        .option("--frames", options->frames.list, "Frames to read for a check; default: first, middle, last")
+        .valueName("LIST");
     const CommandOption histogram =
         command.option("--histogram", options->histogram, "Draw the histograms of the four colour planes")
             .valueName("OUT.png");
@@ -83,6 +101,7 @@ void addInfo(CLI::App& program, CommandContext& context) {
     command.footer("Examples:\n"
                    "  krw info A001C003.krw\n"
                    "  krw info --json A001C003.krw | jq -r .video.timecode.first.text\n"
+                   "  krw info -r /card\n"
                    "  krw info A001C003.krw --histogram levels.png --frames 100");
     command.run([options, &context] { info(*options, context); });
 }

@@ -33,6 +33,12 @@ void checkOutput(const std::string& path, bool overwrite) {
         throw std::runtime_error(fmt::format("{}: exists already (--overwrite replaces it)", path));
 }
 
+void makeFolder(const std::string& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (error) throw std::runtime_error(fmt::format("{}: {}", path, error.message()));
+}
+
 void checkPictureOutput(const std::string& path, bool overwrite) {
     const std::string extension = extensionOf(path);
     if (!extension.empty() && extension != ".png" && !isTiffName(path))

@@ -13,6 +13,9 @@ void checkOutput(const std::string& path, bool overwrite);
 /// The same for a picture. Throws UsageError for a name that belongs to another kind of file.
 void checkPictureOutput(const std::string& path, bool overwrite);
 
+/// Makes a folder and those above it. Throws std::runtime_error, "PATH: reason".
+void makeFolder(const std::string& path);
+
 /// Writes a TIFF file for a name that ends in .tif or .tiff, a PNG file for any other; whole or not at all.
 /// Throws std::runtime_error, "PATH: reason".
 template <class Sample>

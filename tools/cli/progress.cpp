@@ -3,7 +3,6 @@
 #include "tools/cli/console.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <fmt/format.h>
 
 namespace {
@@ -11,8 +10,24 @@ namespace {
 constexpr double kInterval = 0.2; // seconds between two drawings
 constexpr double kShortest = 1e-6;
 constexpr double kMega = 1e6;
+constexpr unsigned kMinute = 60;
+constexpr unsigned kHour = 3600;
+
+std::string durationText(double seconds) {
+    constexpr double kMost = 1e6;
+    const auto whole = static_cast<unsigned>(std::min(seconds, kMost));
+    const unsigned minutes = whole / kMinute % kMinute;
+    return whole < kHour ? fmt::format("{}:{:02}", minutes, whole % kMinute)
+                         : fmt::format("{}:{:02}:{:02}", whole / kHour, minutes, whole % kMinute);
+}
 
 } // namespace
+
+std::string Throughput::text() const {
+    const double time = std::max(seconds, kShortest);
+    return fmt::format("{} frames in {:.2f} s: {:.1f} frames/s, {:.0f} MB/s", frames, seconds, frames / time,
+                       static_cast<double>(bytes) / time / kMega);
+}
 
 Progress::Progress(std::uint32_t frames, std::uint64_t bytesPerFrame, bool shown)
     : m_frames(frames), m_bytesPerFrame(bytesPerFrame), m_shown(shown && console::errorIsTerminal()) {}
@@ -22,9 +37,8 @@ Progress::~Progress() {
 }
 
 void Progress::clear() {
-    if (m_drawn > 0) std::fputs("\r\x1b[K", stderr);
+    console::showProgress({});
     m_shown = false;
-    m_drawn = 0;
 }
 
 double Progress::elapsed() const {
@@ -38,20 +52,14 @@ void Progress::frameDone() {
     if (seconds - m_drawn >= kInterval) draw(seconds);
 }
 
+/// Short enough for a terminal of 30 columns.
 void Progress::draw(double seconds) {
     m_drawn = seconds;
     const double rate = m_done / seconds;
-    const auto left = static_cast<unsigned>((m_frames - m_done) / rate);
-    const double megabytes = rate * static_cast<double>(m_bytesPerFrame) / kMega;
-    const std::string line =
-        fmt::format("\r\x1b[K  {}/{} frames  {:.1f} frames/s  {:.0f} MB/s  {}:{:02} left", m_done, m_frames,
-                    rate, megabytes, left / 60, left % 60);
-    std::fputs(line.c_str(), stderr);
+    console::showProgress(fmt::format("{}/{} {:.1f}/s {} left", m_done, m_frames, rate,
+                                      durationText((m_frames - m_done) / rate)));
 }
 
-std::string Progress::speed() const {
-    const double seconds = elapsed();
-    const double rate = m_done / seconds;
-    return fmt::format("{} frames in {:.2f} s: {:.1f} frames/s, {:.0f} MB/s", m_done, seconds, rate,
-                       rate * static_cast<double>(m_bytesPerFrame) / kMega);
+Throughput Progress::throughput() const {
+    return {m_done, m_done * m_bytesPerFrame, elapsed()};
 }

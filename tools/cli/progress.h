@@ -5,7 +5,24 @@
 #include <cstdint>
 #include <string>
 
-/// Frames done against the clock. Writes to standard error, on a terminal alone, a few times a second.
+/// Work that has been done, and the time that it took.
+struct Throughput {
+    std::uint32_t frames = 0;
+    std::uint64_t bytes = 0; // of mosaic
+    double seconds = 0;
+
+    void add(const Throughput& other) {
+        frames += other.frames;
+        bytes += other.bytes;
+        seconds += other.seconds;
+    }
+
+    /// "12 frames in 0.5 s: 24.0 frames/s, 424 MB/s"
+    [[nodiscard]] std::string text() const;
+};
+
+/// Frames done against the clock. Draws a line on standard error when that is a terminal, a few times a
+/// second.
 class Progress final {
   public:
     /// `bytesPerFrame` is the size of a frame's mosaic; `shown` false keeps the line away.
@@ -16,11 +33,11 @@ class Progress final {
 
     void frameDone();
 
-    /// Takes the line away; the destructor does it too.
+    /// Takes the line away for good; the destructor does it too.
     void clear();
 
-    /// "12 frames in 0.5 s: 24.0 frames/s, 424 MB/s" of mosaic.
-    [[nodiscard]] std::string speed() const;
+    /// What has been done up to now.
+    [[nodiscard]] Throughput throughput() const;
 
   private:
     using Clock = std::chrono::steady_clock;

@@ -1,5 +1,6 @@
 // `krw sheet`: a contact sheet of a clip.
 
+#include "tools/cli/clip_list.h"
 #include "tools/cli/command_options.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
@@ -8,30 +9,44 @@
 #include "tools/clip/interrupt.h"
 #include "tools/picture/clip_sheet.h"
 
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 
 namespace {
 
 struct SheetOptions {
-    std::string clip;
+    ClipArguments clips;
     std::string output;
-    std::string frames;
+    FrameSelection frames;
     ClipSheetOptions sheet;
     bool overwrite = false;
 };
 
-void drawSheet(const SheetOptions& options, CommandContext& context) {
-    checkPictureOutput(options.output, options.overwrite);
-    Clip clip(context.plugin(), options.clip);
-    const FrameRange range = selectedRange(options.frames, clip.frames(), options.clip);
+void drawSheet(const SheetOptions& options, const std::string& path, const std::string& output,
+               CommandContext& context) {
+    checkPictureOutput(output, options.overwrite);
+    Clip clip(context.plugin(), path);
     const auto take = [&](std::uint32_t frame, const FrameReading& reading) {
         interrupt::check();
         if (reading.state == FrameReading::State::ok) return;
         context.exitStatus = 1;
-        console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, reading.reason));
+        console::complain(fmt::format("{}: frame {}: {}", path, frame, reading.reason));
     };
-    writePicture(options.output, drawClipSheet(clip, range, options.sheet, take), options.overwrite);
+    writePicture(output, drawClipSheet(clip, selectedFrames(options.frames, clip), options.sheet, take),
+                 options.overwrite);
+}
+
+/// One picture, or a folder with a picture for each clip.
+void drawSheets(const SheetOptions& options, CommandContext& context) {
+    if (!options.clips.isOneFile()) requireOwnOutputs(options.clips);
+    forEachClip(options.clips, context, [&](const ListedClip& clip) {
+        if (options.clips.isOneFile()) return drawSheet(options, clip.path, options.output, context);
+        std::filesystem::path output = options.output / clip.outputs;
+        output += ".png";
+        makeFolder(output.parent_path().string());
+        drawSheet(options, clip.path, output.string(), context);
+    });
 }
 
 } // namespace
@@ -39,7 +54,7 @@ void drawSheet(const SheetOptions& options, CommandContext& context) {
 void addSheet(CLI::App& program, CommandContext& context) {
     Command command(program, "sheet", "Draw a contact sheet of developed thumbnails");
     const auto options = std::make_shared<SheetOptions>();
-    addClipArgument(command, options->clip);
+    addClipArguments(command, options->clips);
     addPictureOutput(command, options->output, options->overwrite);
     command.option("--count", options->sheet.count, "Thumbnails, spread evenly")
         .valueName("N")
@@ -47,10 +62,12 @@ void addSheet(CLI::App& program, CommandContext& context) {
     command.option("--thumb-width", options->sheet.thumbWidth, "Largest width of a thumbnail in pixels")
         .valueName("PIXELS")
         .inRange(std::int64_t{120}, std::int64_t{2048});
-    addFramesOption(command, options->frames);
+    addFramesOption(command, options->frames.list);
     addDevelopOptions(command, options->sheet.develop);
-    command.footer("Examples:\n"
+    command.footer("With several clips or -r, OUT.png is a folder for one picture of each clip.\n"
+                   "Examples:\n"
                    "  krw sheet A001C003.krw -o A001C003.png\n"
+                   "  krw sheet -r /card -o sheets\n"
                    "  krw sheet A001C003.krw -o tail.png --frames 200- --count 20 --curve log");
-    command.run([options, &context] { drawSheet(*options, context); });
+    command.run([options, &context] { drawSheets(*options, context); });
 }

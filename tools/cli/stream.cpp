@@ -29,7 +29,7 @@ const std::map<std::string, Substitute>& substitutes() {
 
 struct StreamOptions {
     std::string clip;
-    std::string frames;
+    FrameSelection frames;
     StreamFormat format;
     DevelopOptions develop;
     Substitute substitute = Substitute::repeat;
@@ -95,8 +95,7 @@ void writeHeader(const std::string& header) {
 }
 
 /// Throws ReaderGone.
-void streamFrames(const StreamOptions& options, Clip& clip, const FrameRange& range,
-                  CommandContext& context) {
+void streamFrames(const StreamOptions& options, Clip& clip, const FrameSet& frames, CommandContext& context) {
     const FrameStream stream(clip, options.format, options.develop);
     SpareBuffers spare;
     StreamWriter writer(stream, options.substitute, spare);
@@ -115,17 +114,17 @@ void streamFrames(const StreamOptions& options, Clip& clip, const FrameRange& ra
         writer.writeSubstitute();
     };
     writeHeader(stream.header());
-    forEachFrame(context.plugin(), clip, range, options.jobs, work, take);
+    forEachFrame(context.plugin(), clip, frames, options.jobs, work, take);
 }
 
 void stream(const StreamOptions& options, CommandContext& context) {
     if (console::resultsGoToTerminal())
         throw UsageError("standard output is a terminal; a stream goes to a pipe or into a file");
     Clip clip(context.plugin(), options.clip);
-    const FrameRange range = selectedRange(options.frames, clip.frames(), options.clip);
+    const FrameSet frames = selectedFrames(options.frames, clip);
     interrupt::endWaits();
     try {
-        streamFrames(options, clip, range, context);
+        streamFrames(options, clip, frames, context);
     } catch (const ReaderGone&) {
         return; // it has seen what it wanted; the status is that of the frames so far
     }
@@ -140,7 +139,7 @@ void addStream(CLI::App& program, CommandContext& context) {
     command.choice("--as", options->format.kind, streamKinds(), "What to write");
     addSizeOption(command, options->format.form.size);
     command.choice("--yuv", options->format.yuv, yuvFormats(), "Chroma format and bits of y4m");
-    addFramesOption(command, options->frames);
+    addFramesOption(command, options->frames.list);
     command.choice("--damaged", options->substitute, substitutes(),
                    "What stands in for a frame that is not whole");
     addJobsOption(command, options->jobs);

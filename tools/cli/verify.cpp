@@ -1,5 +1,6 @@
 // `krw verify`: reads every frame and says what came out, so that two copies of a clip can be compared.
 
+#include "tools/cli/clip_list.h"
 #include "tools/cli/command_options.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
@@ -11,25 +12,44 @@
 #include "tools/clip/frame_workers.h"
 #include "tools/recover/table_check.h"
 
+#include <algorithm>
+#include <filesystem>
 #include <fmt/format.h>
+#include <map>
 #include <memory>
-#include <optional>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+#include <string>
 #include <xxhash.h>
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
 struct VerifyOptions {
-    std::string clip;
+    ClipArguments clips;
     FrameSelection frames;
     std::string against;
     unsigned jobs = 1;
+    bool json = false;
     bool null = false;
-    bool hashLists = false; // the path is a folder with a history
+    bool hashLists = false; // the paths are folders with a history
 };
 
 struct Tally {
     FrameTally read;
     std::uint32_t different = 0;
+    std::size_t lost = 0; // frames that the list has and the clip has not
+
+    [[nodiscard]] bool isClean() const {
+        return read.damaged + read.unreadable + different == 0 && lost == 0;
+    }
+    void add(const Tally& other) {
+        read.add(other.read);
+        different += other.different;
+        lost += other.lost;
+    }
 };
 
 FrameOutcome hashFrame(Clip& clip, Picture& picture, std::uint32_t frame, bool hashed) {
@@ -40,75 +60,169 @@ FrameOutcome hashFrame(Clip& clip, Picture& picture, std::uint32_t frame, bool h
     return outcome;
 }
 
-std::string summary(const Tally& tally, bool compared) {
-    std::string text = fmt::format("{} ok, {} damaged, {} unreadable", tally.read.ok, tally.read.damaged,
-                                   tally.read.unreadable);
-    if (compared) text += fmt::format(", {} different from the list", tally.different);
-    return text;
+Json frameJson(const VerifyLine& line, const FrameReading& reading, const std::string& difference) {
+    const bool hasHash = reading.state != FrameReading::State::unreadable;
+    return {{"frame", line.frame},
+            {"timecode", line.timecode},
+            {"hash", hasHash ? Json(line.hash) : Json()},
+            {"status", line.status},
+            {"reason", reading.reason.empty() ? Json() : Json(reading.reason)},
+            {"difference", difference.empty() ? Json() : Json(difference)}};
 }
 
-/// Complains about frames that the clip's table does not know, where the whole clip is verified.
-bool isTableSound(const VerifyOptions& options, bool quiet) {
-    if (!options.frames.range.empty() || !options.frames.part.empty()) return true;
-    const TableReport table = checkTable(options.clip);
-    if (!quiet && (table.origin != TableReport::Origin::stored || !table.trouble.empty()))
-        console::note(fmt::format("{}: frame table {}", options.clip, describeTable(table)));
-    return complainAboutTable(options.clip, table);
-}
+/// One run of the command.
+class Verification final {
+  public:
+    Verification(const VerifyOptions& options, CommandContext& context)
+        : m_options(options), m_context(context), m_isOne(options.clips.isOneFile()),
+          m_printsLines(!options.null && !options.json && (options.against.empty() || !context.quiet)) {
+        if (!options.against.empty()) m_earlier = readVerifyLists(options.against);
+    }
 
-/// Frames that the list has and the clip has not.
-std::size_t lostFrames(const VerifyOptions& options, const VerifyList& earlier, const Clip& clip) {
-    const bool wholeClip = options.frames.range.empty() && options.frames.part.empty();
-    const std::size_t lost = wholeClip ? earlier.linesFrom(clip.frames()) : 0;
-    if (lost > 0)
-        console::complain(
-            fmt::format("{}: has {} frames, the list has {} more", options.clip, clip.frames(), lost));
-    return lost;
-}
-
-void verify(const VerifyOptions& options, CommandContext& context) {
-    Clip clip = openClip(context.plugin(), options.clip);
-    const FrameRange range = selectedFrames(options.frames, clip.frames(), options.clip);
-    std::optional<VerifyList> earlier;
-    if (!options.against.empty()) earlier.emplace(options.against);
-
-    Tally tally;
-    Progress progress(range.count, clip.frameBytes(), !context.quiet);
-    const auto work = [&options](Clip& own, Picture& picture, std::uint32_t frame) {
-        return hashFrame(own, picture, frame, !options.null);
-    };
-    const auto take = [&](std::uint32_t frame, const FrameOutcome& outcome) {
-        tally.read.count(outcome.reading.state);
-        if (outcome.reading.state != FrameReading::State::ok)
-            console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, outcome.reading.reason));
-        const VerifyLine line = verifyLine(clip, frame, outcome);
-        if (!options.null) console::print(line.text() + "\n");
-        const std::string difference = earlier ? earlier->difference(line) : std::string();
-        if (!difference.empty()) {
-            ++tally.different;
-            console::complain(fmt::format("{}: frame {}: {}", options.clip, frame, difference));
+    void run() {
+        forEachClip(m_options.clips, m_context, [this](const ListedClip& clip) { verifyClip(clip); });
+        for (const auto& [name, list] : m_earlier) {
+            if (m_isOne || m_compared.contains(name)) continue;
+            console::complain(fmt::format("{}: in the list, and not among the clips", name));
+            m_context.exitStatus = std::max(m_context.exitStatus, 1);
         }
-        progress.frameDone();
-    };
-    forEachFrame(context.plugin(), clip, range, options.jobs, work, take);
-    progress.clear();
+        finish();
+    }
 
-    const std::size_t lost = earlier ? lostFrames(options, *earlier, clip) : 0;
-    if (tally.read.damaged + tally.read.unreadable + tally.different + lost > 0) context.exitStatus = 1;
-    if (!isTableSound(options, context.quiet)) context.exitStatus = 1;
-    if (options.null) console::print(progress.speed() + "\n");
-    console::flush();
-    if (context.quiet) return;
-    console::note(fmt::format("{}: {}", options.clip, summary(tally, earlier.has_value())));
-    if (!options.null) console::note(progress.speed());
-}
+  private:
+    void verifyClip(const ListedClip& listed) {
+        Json entry{{"file", listed.path}, {"error", nullptr}, {"frameTable", nullptr}};
+        try {
+            verifyFrames(listed, entry);
+        } catch (const std::exception& error) {
+            entry["error"] = error.what();
+            m_clips.push_back(std::move(entry));
+            throw;
+        }
+        m_clips.push_back(std::move(entry));
+    }
+
+    /// The clip's list of the earlier run; null without one. Throws std::runtime_error when that run did not
+    /// have the clip.
+    [[nodiscard]] const VerifyList* earlierList(const ListedClip& listed) {
+        if (m_options.against.empty()) return nullptr;
+        auto found = m_earlier.find(listed.name);
+        if (found == m_earlier.end() && m_isOne) found = listOfAFile(listed.path);
+        if (found == m_earlier.end())
+            throw std::runtime_error(
+                fmt::format("{}: {} has no list of this clip", listed.name, m_options.against));
+        m_compared.insert(found->first);
+        return &found->second;
+    }
+
+    /// The only list, or the first one of a clip with the same file name.
+    [[nodiscard]] std::map<std::string, VerifyList>::iterator listOfAFile(const std::filesystem::path& path) {
+        if (m_earlier.size() == 1) return m_earlier.begin();
+        return std::ranges::find_if(m_earlier, [&path](const auto& list) {
+            return std::filesystem::path(list.first).filename() == path.filename();
+        });
+    }
+
+    void verifyFrames(const ListedClip& listed, Json& entry) {
+        Clip clip = openClip(m_context.plugin(), listed.path);
+        const FrameSet frames = selectedFrames(m_options.frames, clip);
+        const VerifyList* const earlier = earlierList(listed);
+        if (m_printsLines && !m_isOne) console::print(headingOf(listed.name) + "\n");
+
+        Tally tally;
+        Json list = Json::array();
+        Progress progress(frames.size(), clip.frameBytes(), !m_context.quiet);
+        const auto work = [this](Clip& own, Picture& picture, std::uint32_t frame) {
+            return hashFrame(own, picture, frame, !m_options.null);
+        };
+        const auto take = [&](std::uint32_t frame, const FrameOutcome& outcome) {
+            tally.read.count(outcome.reading.state);
+            if (outcome.reading.state != FrameReading::State::ok)
+                console::complain(
+                    fmt::format("{}: frame {}: {}", listed.path, frame, outcome.reading.reason));
+            const VerifyLine line = verifyLine(clip, frame, outcome);
+            if (m_printsLines) console::print(line.text() + "\n");
+            const std::string difference = earlier != nullptr ? earlier->difference(line) : std::string();
+            if (m_options.json) list.push_back(frameJson(line, outcome.reading, difference));
+            if (!difference.empty()) {
+                ++tally.different;
+                console::complain(fmt::format("{}: frame {}: {}", listed.path, frame, difference));
+            }
+            progress.frameDone();
+        };
+        forEachFrame(m_context.plugin(), clip, frames, m_options.jobs, work, take);
+        progress.clear();
+
+        if (earlier != nullptr) tally.lost = lostFrames(*earlier, clip);
+        if (!isTableSound(listed.path, entry) || !tally.isClean())
+            m_context.exitStatus = std::max(m_context.exitStatus, 1);
+        m_tally.add(tally);
+        m_throughput.add(progress.throughput());
+        entry.update({{"ok", tally.read.ok},
+                      {"damaged", tally.read.damaged},
+                      {"unreadable", tally.read.unreadable},
+                      {"different", earlier != nullptr ? Json(tally.different) : Json()},
+                      {"lost", earlier != nullptr ? Json(tally.lost) : Json()},
+                      {"frames", std::move(list)}});
+    }
+
+    [[nodiscard]] bool wholeClips() const {
+        return m_options.frames.list.empty() && m_options.frames.part.empty();
+    }
+
+    /// Complains about frames that the clip's table does not know, where the whole clip is verified.
+    [[nodiscard]] bool isTableSound(const std::string& path, Json& entry) const {
+        if (!wholeClips()) return true;
+        const TableReport table = checkTable(path);
+        entry["frameTable"] = describeTable(table);
+        if (!m_context.quiet && (table.origin != TableReport::Origin::stored || !table.trouble.empty()))
+            console::note(fmt::format("{}: frame table {}", path, describeTable(table)));
+        return complainAboutTable(path, table);
+    }
+
+    [[nodiscard]] std::size_t lostFrames(const VerifyList& earlier, const Clip& clip) const {
+        const std::size_t lost = wholeClips() ? earlier.linesFrom(clip.frames()) : 0;
+        if (lost > 0)
+            console::complain(
+                fmt::format("{}: has {} frames, the list has {} more", clip.path(), clip.frames(), lost));
+        return lost;
+    }
+
+    void finish() {
+        const std::size_t clips = m_clips.size();
+        if (m_options.null) console::print(m_throughput.text() + "\n");
+        if (m_options.json) {
+            const Json document{{"schema", "krw-verify-1"}, {"clips", std::move(m_clips)}};
+            console::print(document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+        }
+        console::flush();
+        if (m_context.quiet) return;
+        std::string summary = fmt::format("{} ok, {} damaged, {} unreadable", m_tally.read.ok,
+                                          m_tally.read.damaged, m_tally.read.unreadable);
+        if (!m_options.against.empty())
+            summary += fmt::format(", {} different from the list", m_tally.different);
+        const std::string what = m_isOne ? m_options.clips.paths.front() : fmt::format("{} clips", clips);
+        console::note(fmt::format("{}: {}", what, summary));
+        if (!m_options.null) console::note(m_throughput.text());
+    }
+
+    const VerifyOptions& m_options;
+    CommandContext& m_context;
+    bool m_isOne;
+    bool m_printsLines;
+    std::map<std::string, VerifyList> m_earlier; // by clip
+    std::set<std::string> m_compared;            // names in the earlier run's list
+    Tally m_tally;
+    Throughput m_throughput;
+    Json m_clips = Json::array();
+};
 
 } // namespace
 
 void addVerify(CLI::App& program, CommandContext& context) {
     Command command(program, "verify", "Read every frame; list number, timecode, hash and status of each");
     const auto options = std::make_shared<VerifyOptions>();
-    addClipArgument(command, options->clip);
+    addClipArguments(command, options->clips);
     addFrameSelection(command, options->frames);
     addJobsOption(command, options->jobs);
     const CommandOption null =
@@ -116,18 +230,22 @@ void addVerify(CLI::App& program, CommandContext& context) {
     command.option("--against", options->against, "Compare with the list of an earlier run")
         .valueName("LIST")
         .excludes(null);
-    command.flag("--mhl", options->hashLists, "FILE is a folder: compare it with its ASC MHL history");
+    command.flag("--json", options->json, "Print one JSON document (docs/json.md)").excludes(null);
+    command.flag("--mhl", options->hashLists, "CLIP is a folder: compare it with its ASC MHL history");
     command.footer(
         "The hash is XXH3-64 of the frame's mosaic (16-bit little-endian samples, row after row).\n"
+        "With several clips or -r, a line \"# CLIP\" stands in front of each clip's lines.\n"
+        "With -q, --against prints differences and no list.\n"
         "Examples:\n"
         "  krw verify A001C003.krw > A001C003.frames\n"
         "  krw verify /backup/A001C003.krw --against A001C003.frames --jobs 4\n"
+        "  krw verify -r /card > card.frames\n"
+        "  krw verify -q -r /backup --against card.frames\n"
         "  krw verify A001C003.krw --null --jobs 2\n"
         "  krw verify --mhl A001C003 > A001C003.xxh64");
     command.run([options, &context] {
-        if (options->hashLists)
-            verifyHashLists(options->clip, context);
-        else
-            verify(*options, context);
+        if (!options->hashLists) return Verification(*options, context).run();
+        for (const std::string& folder : options->clips.paths)
+            verifyHashLists(folder, context);
     });
 }

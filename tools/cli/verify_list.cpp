@@ -11,6 +11,7 @@
 namespace {
 
 constexpr std::size_t kHashDigits = 16;
+const std::string kHeading = "# ";
 
 bool parse(const std::string& text, VerifyLine& line) {
     std::istringstream words(text);
@@ -33,20 +34,8 @@ VerifyLine verifyLine(const Clip& clip, std::uint32_t frame, const FrameOutcome&
             stateName(state)};
 }
 
-VerifyList::VerifyList(const std::string& path) {
-    errno = 0;
-    std::ifstream input(path);
-    if (!input)
-        throw std::runtime_error(
-            fmt::format("{}: {}", path, std::generic_category().message(errno != 0 ? errno : EIO)));
-    std::string text;
-    for (std::size_t number = 1; std::getline(input, text); ++number) {
-        VerifyLine line;
-        if (!parse(text, line))
-            throw std::runtime_error(fmt::format("{}: line {} is no line of a frame list", path, number));
-        m_lines.insert_or_assign(line.frame, std::move(line));
-    }
-    if (m_lines.empty()) throw std::runtime_error(fmt::format("{}: is no frame list (no lines)", path));
+std::string headingOf(const std::string& clipName) {
+    return kHeading + clipName;
 }
 
 std::string VerifyList::difference(const VerifyLine& line) const {
@@ -62,4 +51,28 @@ std::string VerifyList::difference(const VerifyLine& line) const {
 
 std::size_t VerifyList::linesFrom(std::uint32_t frames) const {
     return static_cast<std::size_t>(std::distance(m_lines.lower_bound(frames), m_lines.end()));
+}
+
+std::map<std::string, VerifyList> readVerifyLists(const std::string& path) {
+    errno = 0;
+    std::ifstream input(path);
+    if (!input)
+        throw std::runtime_error(
+            fmt::format("{}: {}", path, std::generic_category().message(errno != 0 ? errno : EIO)));
+    std::map<std::string, VerifyList> lists;
+    std::string clip;
+    std::string text;
+    for (std::size_t number = 1; std::getline(input, text); ++number) {
+        if (text.starts_with(kHeading)) {
+            clip = text.substr(kHeading.size());
+            lists[clip];
+            continue;
+        }
+        VerifyLine line;
+        if (!parse(text, line))
+            throw std::runtime_error(fmt::format("{}: line {} is no line of a frame list", path, number));
+        lists[clip].add(std::move(line));
+    }
+    if (lists.empty()) throw std::runtime_error(fmt::format("{}: is no frame list (no lines)", path));
+    return lists;
 }

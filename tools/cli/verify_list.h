@@ -20,12 +20,13 @@ struct VerifyLine {
 
 [[nodiscard]] VerifyLine verifyLine(const Clip& clip, std::uint32_t frame, const FrameOutcome& outcome);
 
-/// An earlier run's list.
+/// The line in front of a clip's lines in a list of several clips.
+[[nodiscard]] std::string headingOf(const std::string& clipName);
+
+/// The frames of one clip in an earlier run's list.
 class VerifyList final {
   public:
-    /// Throws std::runtime_error, "PATH: reason", for a file that cannot be read or holds anything but lines
-    /// of a list.
-    explicit VerifyList(const std::string& path);
+    void add(VerifyLine line) { m_lines.insert_or_assign(line.frame, std::move(line)); }
 
     /// How a frame differs from its line in the list, in words; empty when it does not.
     [[nodiscard]] std::string difference(const VerifyLine& line) const;
@@ -36,3 +37,7 @@ class VerifyList final {
   private:
     std::map<std::uint32_t, VerifyLine> m_lines;
 };
+
+/// The lists in a file by the names of their clips. A list of one clip has an empty name. Throws
+/// std::runtime_error, "PATH: reason", for a file that cannot be read or holds anything but lists.
+[[nodiscard]] std::map<std::string, VerifyList> readVerifyLists(const std::string& path);

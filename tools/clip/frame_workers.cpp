@@ -21,15 +21,19 @@ constexpr std::chrono::milliseconds kSignalPoll{100};
 /// The frames that no worker has begun, and the outcomes that have not been taken.
 class FrameQueue final {
   public:
-    FrameQueue(const FrameRange& range, std::uint32_t ahead) : m_range(range), m_ahead(ahead) {}
+    FrameQueue(const FrameSet& frames, std::uint32_t ahead)
+        : m_next(frames.begin()), m_count(frames.size()), m_ahead(ahead) {}
 
     /// Waits until the taker is near enough to the next frame, and returns that frame. Nothing is returned
     /// when no frame is left or the work has been stopped.
     std::optional<std::uint32_t> next() {
         std::unique_lock lock(m_mutex);
         m_room.wait(lock, [this] { return m_stopped || m_handedOut - m_taken < m_ahead; });
-        if (m_stopped || m_handedOut == m_range.count || interrupt::requested()) return std::nullopt;
-        return m_range.first + m_handedOut++;
+        if (m_stopped || m_handedOut == m_count || interrupt::requested()) return std::nullopt;
+        ++m_handedOut;
+        const std::uint32_t frame = *m_next;
+        ++m_next;
+        return frame;
     }
 
     void deliver(std::uint32_t frame, FrameOutcome outcome) {
@@ -75,7 +79,8 @@ class FrameQueue final {
     }
 
   private:
-    FrameRange m_range;
+    FrameSet::Iterator m_next; // the frame to hand out
+    std::uint32_t m_count;
     std::uint32_t m_ahead;
     std::map<std::uint32_t, FrameOutcome> m_outcomes; // by frame
     std::exception_ptr m_failure;
@@ -136,16 +141,15 @@ unsigned mostWorkers(const Clip& clip) {
 
 } // namespace
 
-void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, unsigned jobs,
+void forEachFrame(const Plugin& plugin, Clip& clip, const FrameSet& frames, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take) {
-    if (range.count == 0) return;
+    if (frames.size() == 0) return;
     const unsigned wanted = jobs > 0 ? jobs : std::thread::hardware_concurrency();
-    const unsigned count = std::clamp(wanted, 1U, std::min(range.count, mostWorkers(clip)));
-    FrameQueue queue(range, kFramesAhead * count);
+    const unsigned count = std::clamp(wanted, 1U, std::min(frames.size(), mostWorkers(clip)));
+    FrameQueue queue(frames, kFramesAhead * count);
     Workers workers(queue);
     workers.start(plugin, clip, count, work);
-    for (std::uint32_t index = 0; index < range.count; ++index) {
-        const std::uint32_t frame = range.first + index;
+    for (const std::uint32_t frame : frames) {
         FrameOutcome outcome = queue.take(frame);
         take(frame, outcome);
         if (outcome.isLast) return;

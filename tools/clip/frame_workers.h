@@ -27,9 +27,9 @@ using OutcomeTaker = std::function<void(std::uint32_t frame, FrameOutcome& outco
 /// Frames that each worker may be ahead of the taker.
 inline constexpr unsigned kFramesAhead = 2;
 
-/// Does `work` for the frames of `range` on up to `jobs` workers (0: one per processor). The first worker
+/// Does `work` for the frames of `frames` on up to `jobs` workers (0: one per processor). The first worker
 /// uses `clip`, each other one opens the clip for itself. No more than kFramesAhead frames for each worker
 /// are begun and not yet taken. Rethrows what work or taker throw. Throws Interrupted when a signal asks to
 /// stop. The workers have ended in either case.
-void forEachFrame(const Plugin& plugin, Clip& clip, const FrameRange& range, unsigned jobs,
+void forEachFrame(const Plugin& plugin, Clip& clip, const FrameSet& frames, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take);

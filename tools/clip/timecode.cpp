@@ -9,10 +9,15 @@ constexpr std::uint32_t kMinute = 60;
 constexpr std::uint32_t kHour = 3600;
 constexpr std::uint32_t kDay = 86400;
 
-/// The number that drop-frame counting shows for a frame. In every minute except each tenth one, the counting
-/// leaves out the first two numbers, at 60 frames per second the first four (SMPTE ST 12-1).
+/// Frame numbers that drop-frame counting leaves out at the start of every minute except each tenth one: two,
+/// at 60 frames per second four (SMPTE ST 12-1).
+std::uint64_t droppedNumbers(std::uint32_t framesPerSecond) {
+    return framesPerSecond / 15;
+}
+
+/// The number that drop-frame counting shows for a frame.
 std::uint64_t dropFrameNumber(std::uint64_t frame, std::uint32_t framesPerSecond) {
-    const std::uint64_t dropped = framesPerSecond / 15;
+    const std::uint64_t dropped = droppedNumbers(framesPerSecond);
     const std::uint64_t minute = std::uint64_t{framesPerSecond} * kMinute - dropped;
     const std::uint64_t tenMinutes = minute * 10 + dropped;
     const std::uint64_t tens = frame / tenMinutes;
@@ -39,6 +44,24 @@ TimecodeParts timecodeParts(std::uint64_t frame, const TimecodeCounting& countin
     const auto seconds = static_cast<std::uint32_t>(number / counting.framesPerSecond % kDay);
     return {seconds / kHour, seconds / kMinute % kMinute, seconds % kMinute,
             static_cast<std::uint32_t>(number % counting.framesPerSecond)};
+}
+
+std::optional<std::uint64_t> timecodeNumber(const TimecodeParts& parts, const TimecodeCounting& counting) {
+    const std::uint64_t minutes = std::uint64_t{parts.hours} * kMinute + parts.minutes;
+    std::uint64_t number = (minutes * kMinute + parts.seconds) * counting.framesPerSecond + parts.frames;
+    if (counting.dropFrame) {
+        const std::uint64_t dropped = droppedNumbers(counting.framesPerSecond) * (minutes - minutes / 10);
+        number -= std::min(number, dropped);
+    }
+    // Numbers that the counting leaves out, and parts that are too large, do not lead back.
+    return timecodeParts(number, counting) == parts ? std::optional(number) : std::nullopt;
+}
+
+std::uint64_t timecodesADay(const TimecodeCounting& counting) {
+    constexpr std::uint32_t kMinutes = kDay / kMinute;
+    const std::uint64_t dropped =
+        counting.dropFrame ? droppedNumbers(counting.framesPerSecond) * (kMinutes - kMinutes / 10) : 0;
+    return std::uint64_t{counting.framesPerSecond} * kDay - dropped;
 }
 
 std::string timecodeText(std::uint32_t frame, const TimecodeCounting& counting) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 /// How a clip counts its timecode.
@@ -13,6 +14,8 @@ struct TimecodeCounting {
 
 struct TimecodeParts {
     std::uint32_t hours, minutes, seconds, frames;
+
+    [[nodiscard]] bool operator==(const TimecodeParts&) const = default;
 };
 
 /// Counting of a clip with `rate` / `scale` frames per second.
@@ -20,6 +23,13 @@ struct TimecodeParts {
 
 /// The parts of a frame number; wraps after 24 hours.
 [[nodiscard]] TimecodeParts timecodeParts(std::uint64_t frame, const TimecodeCounting& counting);
+
+/// The frame number with these parts; nothing for parts that the counting does not have.
+[[nodiscard]] std::optional<std::uint64_t> timecodeNumber(const TimecodeParts& parts,
+                                                          const TimecodeCounting& counting);
+
+/// Frame numbers of 24 hours.
+[[nodiscard]] std::uint64_t timecodesADay(const TimecodeCounting& counting);
 
 /// "HH:MM:SS:FF", with ';' before the frames for drop-frame; wraps after 24 hours.
 [[nodiscard]] std::string timecodeText(std::uint32_t frame, const TimecodeCounting& counting);

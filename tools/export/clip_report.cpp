@@ -7,7 +7,7 @@
 
 namespace {
 
-std::vector<TriedFrame> tryFrames(Clip& clip, const std::set<std::uint32_t>& frames) {
+std::vector<TriedFrame> tryFrames(Clip& clip, const FrameSet& frames) {
     std::vector<TriedFrame> tried;
     tried.reserve(frames.size());
     Picture picture = clip.makePicture();
@@ -27,12 +27,12 @@ std::optional<ClipWithoutSideCars> withoutSideCars(const Plugin& plugin, const s
 
 } // namespace
 
-std::set<std::uint32_t> sampledFrames(std::uint32_t first, std::uint32_t count) {
+FrameSet sampledFrames(std::uint32_t first, std::uint32_t count) {
     if (count == 0) return {};
-    return {first, first + count / 2, first + count - 1};
+    return FrameSet({{first, 1}, {first + count / 2, 1}, {first + count - 1, 1}});
 }
 
-ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const std::set<std::uint32_t>& framesToTry) {
+ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const FrameSet& framesToTry) {
     const std::optional<ClipWithoutSideCars> bare = withoutSideCars(plugin, clip.path());
     return {clip, plugin.format().longDescription,
             listNamedItems(clip.information(), bare ? &bare->information() : nullptr),

@@ -2,12 +2,12 @@
 #pragma once
 
 #include "tools/clip/clip.h"
+#include "tools/clip/frame_range.h"
 #include "tools/clip/named_items.h"
 #include "tools/clip/table_report.h"
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -27,11 +27,13 @@ struct ClipReport {
 };
 
 /// First, middle and last frame of a range.
-[[nodiscard]] std::set<std::uint32_t> sampledFrames(std::uint32_t first, std::uint32_t count);
+[[nodiscard]] FrameSet sampledFrames(std::uint32_t first, std::uint32_t count);
 
 /// Reads the frames to try, and opens the clip once more without its side-cars. The report refers to `clip`.
-[[nodiscard]] ClipReport makeClipReport(const Plugin& plugin, Clip& clip,
-                                        const std::set<std::uint32_t>& framesToTry);
+[[nodiscard]] ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const FrameSet& framesToTry);
 
 /// One JSON document, as docs/json.md describes it.
 [[nodiscard]] std::string reportJson(const ClipReport& report);
+
+/// The documents of several clips as one.
+[[nodiscard]] std::string reportListJson(const std::vector<std::string>& reports);

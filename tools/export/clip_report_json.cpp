@@ -104,3 +104,11 @@ std::string reportJson(const ClipReport& report) {
     // Texts are bytes as a camera wrote them; what is not UTF-8 becomes U+FFFD.
     return document.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
 }
+
+std::string reportListJson(const std::vector<std::string>& reports) {
+    Json clips = Json::array();
+    for (const std::string& report : reports)
+        clips.push_back(Json::parse(report));
+    const Json document{{"schema", "krw-info-list-1"}, {"clips", std::move(clips)}};
+    return document.dump(2) + "\n";
+}

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fmt/format.h>
+#include <stdexcept>
 
 namespace {
 
@@ -96,8 +98,7 @@ void FrameExporter::writeFile(ExportedFrame& done, const Picture& picture, bool 
         hashAndWrite(content, mosaic, hashes, nullptr);
     } else {
         OutputFile file(path,
-                        {.existing = isOurs || m_journal.replaces() ? Existing::replace : Existing::keep,
-                         .sync = m_options.sync});
+                        {.existing = isOurs ? Existing::replace : Existing::keep, .sync = m_options.sync});
         hashAndWrite(content, mosaic, hashes, &file);
         file.finish();
         ++m_written;
@@ -109,6 +110,13 @@ void FrameExporter::writeFile(ExportedFrame& done, const Picture& picture, bool 
     m_deliveryHashes.emplace(done.file, hashes.delivery->text());
 }
 
+void FrameExporter::removeFile(std::uint32_t frame) const {
+    const std::string path = m_files.path(frame);
+    std::error_code error;
+    fs::remove(path, error);
+    if (error) throw std::runtime_error(fmt::format("{}: {}", path, error.message()));
+}
+
 FrameOutcome FrameExporter::exportFrame(Clip& clip, Picture& picture, std::uint32_t frame) {
     FrameOutcome outcome;
     const auto known = m_options.resume ? m_journal.find(frame) : std::nullopt;
@@ -118,13 +126,15 @@ FrameOutcome FrameExporter::exportFrame(Clip& clip, Picture& picture, std::uint3
     outcome.reading = clip.read(frame, picture);
     const FrameReading::State state = outcome.reading.state;
     outcome.isLast = m_options.strict && state != FrameReading::State::ok;
+    const bool isOurs = (known && !known->file.empty()) || m_journal.replaces();
+    const bool hasFile = state != FrameReading::State::unreadable && !outcome.isLast;
+    if (!hasFile && isOurs) removeFile(frame);
     if (outcome.isLast) return outcome;
     ExportedFrame done;
     done.frame = frame;
     done.timecode = clip.timecode(frame);
     done.reading = outcome.reading;
-    if (state != FrameReading::State::unreadable)
-        writeFile(done, picture, known && !known->file.empty(), outcome);
+    if (hasFile) writeFile(done, picture, isOurs, outcome);
     m_journal.add(done);
     return outcome;
 }

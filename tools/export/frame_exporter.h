@@ -45,6 +45,8 @@ class FrameExporter final {
 
   private:
     [[nodiscard]] bool isDone(const ExportedFrame& known, bool check) const;
+    /// Removes the file that an earlier export wrote of a frame that gets none now.
+    void removeFile(std::uint32_t frame) const;
     void writeFile(ExportedFrame& done, const Picture& picture, bool isOurs, FrameOutcome& outcome);
 
     const ExportFiles& m_files;

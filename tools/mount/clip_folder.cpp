@@ -121,7 +121,7 @@ ClipFolder::Document ClipFolder::sheet() {
     open();
     if (!m_sheet) {
         const auto take = [this](std::uint32_t frame, const FrameReading& reading) { note(frame, reading); };
-        const auto png = encodePng(drawClipSheet(m_opened->clip, {0, m_frames}, {}, take));
+        const auto png = encodePng(drawClipSheet(m_opened->clip, FrameRange{0, m_frames}, {}, take));
         m_sheet = std::make_shared<const std::string>(png.begin(), png.end());
     }
     return m_sheet;

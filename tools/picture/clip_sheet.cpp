@@ -9,15 +9,14 @@
 
 namespace {
 
-/// `count` frames spread evenly over the range, first and last included.
-std::vector<std::uint32_t> spread(const FrameRange& range, std::uint32_t count) {
-    const std::uint32_t shown = std::min(count, range.count);
-    std::vector<std::uint32_t> frames;
+/// `count` frames spread evenly over the frames, first and last included.
+std::vector<std::uint32_t> spread(const FrameSet& frames, std::uint32_t count) {
+    const std::uint32_t shown = std::min(count, frames.size());
+    std::vector<std::uint32_t> chosen;
     for (std::uint32_t index = 0; index < shown; ++index)
-        frames.push_back(range.first +
-                         static_cast<std::uint32_t>(
-                             shown > 1 ? std::uint64_t{index} * (range.count - 1) / (shown - 1) : 0));
-    return frames;
+        chosen.push_back(frames.at(static_cast<std::uint32_t>(
+            shown > 1 ? std::uint64_t{index} * (frames.size() - 1) / (shown - 1) : 0)));
+    return chosen;
 }
 
 std::uint32_t shrinkFor(const Clip& clip, std::uint32_t thumbWidth) {
@@ -35,14 +34,14 @@ ContactSheet makeSheet(const Clip& clip, std::size_t count, std::uint32_t shrink
 
 } // namespace
 
-RgbImage drawClipSheet(Clip& clip, const FrameRange& range, const ClipSheetOptions& options,
+RgbImage drawClipSheet(Clip& clip, const FrameSet& frames, const ClipSheetOptions& options,
                        const SheetFrameTaker& take) {
-    const std::vector<std::uint32_t> frames = spread(range, options.count);
+    const std::vector<std::uint32_t> shown = spread(frames, options.count);
     const Developer developer = makeDeveloper(clip, options.develop);
     const std::uint32_t shrink = shrinkFor(clip, options.thumbWidth);
-    ContactSheet sheet = makeSheet(clip, frames.size(), shrink);
+    ContactSheet sheet = makeSheet(clip, shown.size(), shrink);
     Picture picture = clip.makePicture();
-    for (const std::uint32_t frame : frames) {
+    for (const std::uint32_t frame : shown) {
         const FrameReading reading = clip.read(frame, picture);
         const bool ok = reading.state == FrameReading::State::ok;
         const std::string caption = fmt::format("{}  {}{}", frame, clip.timecode(frame),

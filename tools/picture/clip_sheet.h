@@ -17,7 +17,7 @@ struct ClipSheetOptions {
 /// Told how reading each frame of the sheet went. What it throws ends the drawing.
 using SheetFrameTaker = std::function<void(std::uint32_t frame, const FrameReading& reading)>;
 
-/// Frames spread evenly over `range`, first and last included. Throws std::runtime_error when the sheet would
-/// be too large.
-[[nodiscard]] RgbImage drawClipSheet(Clip& clip, const FrameRange& range, const ClipSheetOptions& options,
+/// Frames spread evenly over `frames`, first and last included. Throws std::runtime_error when the sheet
+/// would be too large.
+[[nodiscard]] RgbImage drawClipSheet(Clip& clip, const FrameSet& frames, const ClipSheetOptions& options,
                                      const SheetFrameTaker& take);
