@@ -6,16 +6,22 @@ include(CMakePackageConfigHelpers)
 
 set(KRW_INSTALL_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/krw")
 set(KRW_INSTALL_PLUGINDIR "${CMAKE_INSTALL_LIBDIR}/krw/plugins")
+# The stand-in is for the programs of this project. A host has libraries of its own, and the linker's folders are theirs.
+set(KRW_INSTALL_HOSTDIR "${CMAKE_INSTALL_LIBDIR}/krw/host")
 set(KRW_INSTALL_CMAKEDIR "${CMAKE_INSTALL_LIBDIR}/cmake/krw")
+# Debian's pkg-config for a foreign machine looks only in the folder of that machine.
 set(KRW_INSTALL_PKGCONFIGDIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+if(CMAKE_LIBRARY_ARCHITECTURE AND CMAKE_INSTALL_LIBDIR STREQUAL "lib")
+    set(KRW_INSTALL_PKGCONFIGDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}/pkgconfig")
+endif()
 
 # Everything finds its parts relative to itself, so that an installation can be moved as a whole.
-file(RELATIVE_PATH plugin_to_lib "/${KRW_INSTALL_PLUGINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
-file(RELATIVE_PATH bin_to_lib "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
+file(RELATIVE_PATH plugin_to_host "/${KRW_INSTALL_PLUGINDIR}" "/${KRW_INSTALL_HOSTDIR}")
+file(RELATIVE_PATH bin_to_host "/${CMAKE_INSTALL_BINDIR}" "/${KRW_INSTALL_HOSTDIR}")
 file(RELATIVE_PATH pkgconfig_to_prefix "/${KRW_INSTALL_PKGCONFIGDIR}" "/")
 string(REGEX REPLACE "/$" "" pkgconfig_to_prefix "${pkgconfig_to_prefix}")
-set_target_properties(pvx_krw PROPERTIES INSTALL_RPATH "$ORIGIN/${plugin_to_lib}")
-set_target_properties(krw PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}")
+set_target_properties(pvx_krw PROPERTIES INSTALL_RPATH "$ORIGIN/${plugin_to_host}")
+set_target_properties(krw PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_host}")
 
 foreach(library pvx_krw mediahost)
     target_include_directories(${library} INTERFACE "$<INSTALL_INTERFACE:${KRW_INSTALL_INCLUDEDIR}>")
@@ -23,9 +29,20 @@ foreach(library pvx_krw mediahost)
 endforeach()
 
 install(TARGETS krw RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
-install(TARGETS mediahost EXPORT krwTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(TARGETS mediahost EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_HOSTDIR}")
 install(TARGETS pvx_krw EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_PLUGINDIR}")
-install(FILES "${CMAKE_BINARY_DIR}/generated/krw.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+# Debian keeps its manual pages and changelogs compressed.
+function(krw_compress from to)
+    add_custom_command(OUTPUT "${to}" COMMAND gzip --best --no-name --stdout "${from}" > "${to}" DEPENDS "${from}" ${ARGN}
+        VERBATIM)
+endfunction()
+krw_compress("${CMAKE_BINARY_DIR}/generated/krw.1" "${CMAKE_BINARY_DIR}/generated/krw.1.gz" krw_manual)
+krw_compress("${PROJECT_SOURCE_DIR}/cmake/debian/changelog" "${CMAKE_BINARY_DIR}/generated/changelog.gz")
+add_custom_target(krw_compressed ALL
+    DEPENDS "${CMAKE_BINARY_DIR}/generated/krw.1.gz" "${CMAKE_BINARY_DIR}/generated/changelog.gz")
+install(FILES "${CMAKE_BINARY_DIR}/generated/krw.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+install(FILES cmake/debian/copyright "${CMAKE_BINARY_DIR}/generated/changelog.gz"
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 install(FILES "${CMAKE_BINARY_DIR}/generated/krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 install(FILES "${CMAKE_BINARY_DIR}/generated/_krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
 install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
@@ -60,7 +77,8 @@ set(CPACK_DEBIAN_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dejavu-core | fonts-freefont-ttf, fuse3")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "Reader plug-in for KRW raw clips
- The plug-in for media hosts, a stand-in for the host's libraries, the reference
- host krw, and what programs need that call the plug-in's decoder themselves.")
+# The synopsis is the project's description; this is what follows.
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "The plug-in for media hosts, a stand-in for the host's libraries, the
+reference host krw, and what programs need that call the plug-in's
+decoder themselves.")
 include(CPack)
