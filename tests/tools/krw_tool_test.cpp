@@ -87,6 +87,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadInput{"PictureInTheWay", "sheet good.krw -o picture.png", 1, "picture.png: exists already"},
         BadInput{"PictureOfAnotherKind", "frame good.krw 0 -o f.JPG", 2,
                  "f.JPG: the name of a PNG file ends"},
+        BadInput{"ExportToStandardOutput", "export good.krw -o -", 2, "-o: an export is a folder"},
+        BadInput{"ClipToStandardOutput", "synth -", 2, "a clip is written into a file"},
+        BadInput{"SheetsToStandardOutput", "sheet good.krw good.krw -o /dev/stdout", 2, "-o: several clips"},
+        BadInput{"HistogramToStandardOutput", "info good.krw --histogram -", 2,
+                 "--histogram: standard output"},
         BadInput{"MisspeltCommand", "-q exprot good.krw -o d", 2,
                  "exprot: no such command; did you mean export?"},
         BadInput{"UnknownCommand", "transcode good.krw", 2, "transcode: no such command (krw --help"},
@@ -100,6 +105,22 @@ TEST_F(KrwTool, ReportsAResultThatCannotBeWritten) {
     const Outcome run = krw("verify -q good.krw > /dev/full");
     EXPECT_EQ(run.status, 1);
     EXPECT_THAT(run.err, HasSubstr("standard output"));
+}
+
+TEST_F(KrwTool, WritesPicturesToStandardOutputPipesAndDescriptors) {
+    write("good.krw", makeClip(3, 64, 32));
+    const std::string frame = KRW_PROGRAM " frame good.krw 1 -o ";
+    const Outcome run =
+        shell(frame + "file.png; " + frame + "- > dash.png; " + frame + "/dev/stdout | cat > pipe.png; " +
+              frame + "/dev/fd/3 3> descriptor.png; mkfifo named; cat named > fifo.png & " + frame +
+              "named; wait; bash -c '" + frame +
+              ">(cat > substituted.png; touch done)'; "
+              "until [ -e done ]; do sleep 0.01; done; rm done named");
+    EXPECT_EQ(run.err, "");
+    const std::string expected = contents(m_dir.path("file.png"));
+    for (const char* name : {"dash.png", "pipe.png", "descriptor.png", "fifo.png", "substituted.png"})
+        EXPECT_TRUE(contents(m_dir.path(name)) == expected) << name;
+    EXPECT_THAT(krw("sheet good.krw -o -").out, StartsWith("\x89PNG"));
 }
 
 TEST_F(KrwTool, ExportsWhatWentIntoAClip) {
@@ -355,16 +376,19 @@ TEST_F(KrwTool, EndsInGoodOrderWhenInterrupted) {
 }
 
 TEST_F(KrwTool, CompletesItsOwnCommandLine) {
-    const Outcome run = shell("bash -c 'source <(" KRW_PROGRAM " completion bash); COMP_CWORD=4; "
-                              "COMP_WORDS=(krw export a.krw --format p); _krw; echo ${COMPREPLY[@]}; "
-                              "COMP_CWORD=1; COMP_WORDS=(krw s); _krw; echo ${COMPREPLY[@]}'");
-    EXPECT_THAT(lines(run.out), ElementsAre("pgm png", "stream sheet synth")) << run.err;
+    const Outcome run =
+        shell("bash -c 'source <(" KRW_PROGRAM " completion bash); COMP_CWORD=4; "
+              "COMP_WORDS=(krw export a.krw --format p); _krw; echo ${COMPREPLY[@]}; "
+              "COMP_CWORD=5; COMP_WORDS=(krw export a.krw --format = p); _krw; echo ${COMPREPLY[@]}; "
+              "COMP_CWORD=1; COMP_WORDS=(krw s); _krw; echo ${COMPREPLY[@]}'");
+    EXPECT_THAT(lines(run.out), ElementsAre("pgm png", "pgm png", "stream sheet synth")) << run.err;
     ASSERT_EQ(shell("mkdir f; " KRW_PROGRAM " completion zsh > f/_krw").status, 0);
     const auto zsh = [&](const std::string& line) {
         return shell("zsh -f " KRW_ZSH_COMPLETION " f '" + line + "'").out;
     };
     EXPECT_EQ(zsh("krw exp"), "export ");
     EXPECT_EQ(zsh("krw export a.krw --format p"), "pgm png ");
+    EXPECT_EQ(zsh("krw export a.krw --format=p"), "pgm png ");
     EXPECT_EQ(zsh("krw sheet --thumb"), " --thumb-width ");
     EXPECT_THAT(krw("manual").out, HasSubstr("\\fBkrw export\\fR [options] \\fICLIP\\fR..."));
 }

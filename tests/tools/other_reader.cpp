@@ -32,7 +32,7 @@ const FormatDescriptor sarFormats[1] = {{
     .zero = 0,
     .pattern = "*.krw",
     .shortDescription = "Other reader",
-    .longDescription = "Other reader",
+    .longDescription = nullptr,
     .capabilities = {},
     .reserved = {},
 }};

@@ -78,12 +78,10 @@ void forEachClip(const ClipArguments& arguments, CommandContext& context,
         } catch (const Interrupted&) {
             throw;
         } catch (const UsageError& error) {
-            console::complain(error.what());
+            console::complainOf(error);
             context.exitStatus = kWrongUsage;
-        } catch (const std::bad_alloc&) {
-            console::complain(fmt::format("{}: out of memory", clip.path));
         } catch (const std::exception& error) {
-            console::complain(error.what());
+            console::complainOf(error);
         }
         context.exitStatus = std::max(context.exitStatus, 1);
     }

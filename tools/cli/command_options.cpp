@@ -32,7 +32,8 @@ void addSizeOption(Command& command, PictureSize& size) {
 }
 
 void addPictureOutput(Command& command, std::string& path, bool& overwrite) {
-    command.option("-o,--output", path, "PNG file to write, or TIFF for a name in .tif")
+    command
+        .option("-o,--output", path, "PNG file to write, or TIFF for a name in .tif; - for standard output")
         .valueName("OUT.png")
         .required();
     command.flag("--overwrite", overwrite, "Replace the file when it is there");

@@ -5,8 +5,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <iterator>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <unistd.h>
@@ -88,6 +90,13 @@ void flush() {
 
 void complain(std::string_view text) {
     writeErrorLine("krw: ", text);
+}
+
+void complainOf(const std::exception& error) {
+    if (const auto* const file = dynamic_cast<const std::filesystem::filesystem_error*>(&error))
+        return complain(fmt::format("{}: {}", file->path1().string(), file->code().message()));
+    if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return complain("out of memory");
+    complain(error.what());
 }
 
 void note(std::string_view text) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <span>
 #include <string>
 #include <string_view>
@@ -30,6 +31,9 @@ void flush();
 
 /// Writes "krw: TEXT" as one line to standard error, over a progress line that may stand there.
 void complain(std::string_view text);
+
+/// The same for an exception. One of the file system library is told as "PATH: reason".
+void complainOf(const std::exception& error);
 
 /// Writes a remark on how the work went as one line to standard error: nothing is wrong.
 void note(std::string_view text);

@@ -5,6 +5,7 @@
 #include "tools/cli/commands.h"
 #include "tools/cli/console.h"
 #include "tools/cli/export_clip.h"
+#include "tools/cli/picture_output.h"
 #include "tools/cli/usage_error.h"
 
 #include <filesystem>
@@ -23,6 +24,8 @@ struct ExportOptions {
 
 /// One clip into the folder, or several into folders of their own below it.
 void exportClips(const ExportOptions& options, CommandContext& context) {
+    if (isStandardOutput(options.directory))
+        throw UsageError("-o: an export is a folder of files; krw stream writes frames to standard output");
     const bool isOne = options.clips.isOneFile();
     if (!isOne) requireOwnOutputs(options.clips);
     ExportTally tally;

@@ -71,6 +71,8 @@ void info(const InfoOptions& options, CommandContext& context) {
     const bool isOne = options.clips.isOneFile();
     if (!options.histogram.empty() && !isOne)
         throw UsageError("--histogram draws one picture of one clip; several clips are given");
+    if (isStandardOutput(options.histogram))
+        throw UsageError("--histogram: standard output has the text; name a file for the picture");
     if (!options.histogram.empty()) checkPictureOutput(options.histogram, options.overwrite);
     std::vector<std::string> reports;
     bool isFirst = true;

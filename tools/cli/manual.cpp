@@ -128,7 +128,9 @@ std::string zshArgument(const CLI::Option& option, const std::string& spelling) 
     std::replace(text.begin(), text.end(), '[', '(');
     std::replace(text.begin(), text.end(), ']', ')');
     std::replace(text.begin(), text.end(), ':', ',');
-    std::string argument = fmt::format("{}[{}]", spelling, text);
+    // With '=', the value follows in the same word or in the next one.
+    const bool takesAssignment = takesValue(option) && spelling.starts_with("--");
+    std::string argument = fmt::format("{}{}[{}]", spelling, takesAssignment ? "=" : "", text);
     if (takesValue(option)) {
         const std::string words = choices(option);
         argument += words.empty() ? ":value:_files" : fmt::format(":value:({})", words);
@@ -163,6 +165,12 @@ std::string bashCompletion(const CLI::App& program) {
                     "_krw() {{\n"
                     "    local word=${{COMP_WORDS[COMP_CWORD]}} before=${{COMP_WORDS[COMP_CWORD-1]}}\n"
                     "    local command= words= each\n"
+                    "    # Readline makes three words of --option=value.\n"
+                    "    if [[ $word == = ]]; then\n"
+                    "        word=\n"
+                    "    elif [[ $before == = ]]; then\n"
+                    "        before=${{COMP_WORDS[COMP_CWORD-2]}}\n"
+                    "    fi\n"
                     "    for each in \"${{COMP_WORDS[@]:1:COMP_CWORD-1}}\"; do\n"
                     "        case \" {} \" in *\" $each \"*) command=$each; break ;; esac\n"
                     "    done\n"

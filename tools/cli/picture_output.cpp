@@ -1,15 +1,18 @@
 #include "tools/cli/picture_output.h"
 
+#include "tools/cli/console.h"
 #include "tools/cli/usage_error.h"
 #include "tools/export/output_file.h"
 #include "tools/export/rgb_tiff.h"
 #include "tools/picture/png_file.h"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <filesystem>
 #include <fmt/format.h>
 #include <stdexcept>
+#include <string_view>
 
 namespace {
 
@@ -28,8 +31,13 @@ bool isTiffName(const std::string& path) {
 
 } // namespace
 
+bool isStandardOutput(const std::string& path) {
+    constexpr std::array<std::string_view, 4> kNames{"-", "/dev/stdout", "/dev/fd/1", "/proc/self/fd/1"};
+    return std::ranges::find(kNames, path) != kNames.end();
+}
+
 void checkOutput(const std::string& path, bool overwrite) {
-    if (!overwrite && std::filesystem::exists(path))
+    if (!overwrite && !isStream(path) && std::filesystem::exists(path))
         throw std::runtime_error(fmt::format("{}: exists already (--overwrite replaces it)", path));
 }
 
@@ -40,6 +48,11 @@ void makeFolder(const std::string& path) {
 }
 
 void checkPictureOutput(const std::string& path, bool overwrite) {
+    if (isStandardOutput(path)) {
+        if (console::resultsGoToTerminal())
+            throw UsageError("standard output is a terminal; a picture goes to a pipe or into a file");
+        return;
+    }
     const std::string extension = extensionOf(path);
     if (!extension.empty() && extension != ".png" && !isTiffName(path))
         throw UsageError(fmt::format(
@@ -55,6 +68,11 @@ void writePicture(const std::string& path, const RgbPicture<Sample>& picture, bo
         content = encodeRgbTiff(picture);
     else
         content.append(encodePng(picture, curve));
+    if (isStandardOutput(path)) {
+        for (const auto& part : content.parts())
+            if (!console::write(part)) return; // the reader has seen what it wanted
+        return;
+    }
     OutputFile file(path, {.existing = overwrite ? Existing::replace : Existing::keep});
     file.write(content.parts());
     file.finish();

@@ -6,17 +6,22 @@
 
 #include <string>
 
+/// True for "-" and the names that the system has for standard output.
+[[nodiscard]] bool isStandardOutput(const std::string& path);
+
 /// Throws std::runtime_error, "PATH: reason", when the path is taken and may not be replaced. Called before
 /// long work starts.
 void checkOutput(const std::string& path, bool overwrite);
 
-/// The same for a picture. Throws UsageError for a name that belongs to another kind of file.
+/// The same for a picture. Throws UsageError for a name that belongs to another kind of file, and for
+/// standard output when that is a terminal.
 void checkPictureOutput(const std::string& path, bool overwrite);
 
 /// Makes a folder and those above it. Throws std::runtime_error, "PATH: reason".
 void makeFolder(const std::string& path);
 
 /// Writes a TIFF file for a name that ends in .tif or .tiff, a PNG file for any other; whole or not at all.
+/// Standard output gets a PNG file.
 /// Throws std::runtime_error, "PATH: reason".
 template <class Sample>
 void writePicture(const std::string& path, const RgbPicture<Sample>& picture, bool overwrite,

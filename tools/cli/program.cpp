@@ -125,10 +125,8 @@ int run(int argc, const char* const* argv) {
 int runKrw(int argc, const char* const* argv) {
     try {
         return run(argc, argv);
-    } catch (const std::bad_alloc&) {
-        console::complain("out of memory");
     } catch (const std::exception& error) {
-        console::complain(error.what());
+        console::complainOf(error);
     }
     return 1;
 }

@@ -6,6 +6,7 @@
 #include "tools/cli/console.h"
 #include "tools/cli/frame_selection.h"
 #include "tools/cli/picture_output.h"
+#include "tools/cli/usage_error.h"
 #include "tools/clip/interrupt.h"
 #include "tools/picture/clip_sheet.h"
 
@@ -39,7 +40,11 @@ void drawSheet(const SheetOptions& options, const std::string& path, const std::
 
 /// One picture, or a folder with a picture for each clip.
 void drawSheets(const SheetOptions& options, CommandContext& context) {
-    if (!options.clips.isOneFile()) requireOwnOutputs(options.clips);
+    if (!options.clips.isOneFile()) {
+        if (isStandardOutput(options.output))
+            throw UsageError("-o: several clips have several sheets; name a folder for them");
+        requireOwnOutputs(options.clips);
+    }
     forEachClip(options.clips, context, [&](const ListedClip& clip) {
         if (options.clips.isOneFile()) return drawSheet(options, clip.path, options.output, context);
         std::filesystem::path output = options.output / clip.outputs;

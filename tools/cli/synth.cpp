@@ -168,6 +168,8 @@ void warnOfRate(float framesPerSecond) {
 
 void synthesize(const SynthOptions& options, const CommandContext& context) {
     const OutputOptions output{.existing = options.overwrite ? Existing::replace : Existing::keep};
+    if (isStandardOutput(options.clip))
+        throw UsageError("a clip is written into a file, not to standard output");
     if (!options.sideCar.empty())
         checkOutput(sideCarPath(options.sideCar, options.clip).string(), options.overwrite);
     const ClipDescription description = describe(options);

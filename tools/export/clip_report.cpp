@@ -34,7 +34,8 @@ FrameSet sampledFrames(std::uint32_t first, std::uint32_t count) {
 
 ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const FrameSet& framesToTry) {
     const std::optional<ClipWithoutSideCars> bare = withoutSideCars(plugin, clip.path());
-    return {clip, plugin.format().longDescription,
+    const char* const description = plugin.format().longDescription;
+    return {clip, description != nullptr ? description : "",
             listNamedItems(clip.information(), bare ? &bare->information() : nullptr),
             bare ? ItemSource::sideCar : ItemSource::unknown, tryFrames(clip, framesToTry)};
 }

@@ -1,5 +1,7 @@
 #include "tools/export/output_file.h"
 
+#include "tools/clip/interrupt.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -77,9 +79,19 @@ void syncFolder(const std::string& path) {
 
 } // namespace
 
+bool isStream(const std::string& path) {
+    std::error_code ignored;
+    return path.starts_with("/dev/fd/") || path.starts_with("/proc/self/fd/") ||
+           fs::is_fifo(fs::status(path, ignored));
+}
+
 OutputFile::OutputFile(std::string path, OutputOptions options)
-    : m_path(std::move(path)), m_options(options) {
-    // A device or a pipe cannot be finished atomically, and must not be replaced by a file.
+    : m_path(std::move(path)), m_options(options), m_isStream(isStream(m_path)) {
+    if (m_isStream) {
+        openStream();
+        return;
+    }
+    // A device must not be replaced by a file.
     std::error_code ignored;
     const fs::file_status status = fs::status(m_path, ignored);
     if (fs::is_directory(status)) fail(m_path, EISDIR);
@@ -94,6 +106,15 @@ OutputFile::OutputFile(std::string path, OutputOptions options)
 OutputFile::~OutputFile() {
     if (!m_temporaryPath.empty()) ::unlink(m_temporaryPath.c_str());
     if (m_descriptor >= 0) ::close(m_descriptor);
+}
+
+void OutputFile::openStream() {
+    interrupt::endWaits(); // nobody may be there to read
+    m_descriptor = ::open(m_path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (m_descriptor >= 0) return;
+    const int error = errno;
+    interrupt::check();
+    fail(m_path, error);
 }
 
 void OutputFile::createBeside() {
@@ -115,6 +136,7 @@ void OutputFile::write(std::span<const std::span<const std::uint8_t>> parts) {
         left.push_back({const_cast<std::uint8_t*>(part.data()), part.size()}); // only read
     for (std::size_t next = 0; next < left.size();) {
         const int count = static_cast<int>(std::min<std::size_t>(left.size() - next, IOV_MAX));
+        if (m_isStream) interrupt::check();
         const ssize_t written = ::writev(m_descriptor, &left[next], count);
         if (written < 0 && errno == EINTR) continue;
         if (written < 0) fail(m_path, errno);
@@ -155,6 +177,7 @@ void OutputFile::close() {
 }
 
 void OutputFile::finish() {
+    if (m_isStream) return close();
     if (m_options.sync && ::fsync(m_descriptor) != 0) fail(m_path, errno);
     // Network file systems report a full disk only here. They have no files without a name.
     if (!m_temporaryPath.empty()) close();

@@ -19,10 +19,15 @@ struct OutputOptions {
     bool named = false; // use a temporary name also where the file system has files without one
 };
 
+/// True for a pipe with a name and for a descriptor of this process (/dev/fd/N). What is written there goes
+/// out at once, and no file is put in place.
+[[nodiscard]] bool isStream(const std::string& path);
+
 /// A file under way. It has no name until `finish` (O_TMPFILE); where the file system has no such files it
 /// has a temporary name beside its destination. Destroyed before `finish`, it leaves nothing behind; when the
 /// process is killed, a temporary name can stay, for removeLeftovers. Every failure throws std::runtime_error
-/// with a message of the form "DESTINATION: reason".
+/// with a message of the form "DESTINATION: reason". Writing to a stream (isStream) throws Interrupted when a
+/// signal asks to stop.
 class OutputFile final {
   public:
     explicit OutputFile(std::string path, OutputOptions options = {});
@@ -40,6 +45,7 @@ class OutputFile final {
     void finish();
 
   private:
+    void openStream();
     void createBeside();
     void giveTemporaryName();
     void publish();
@@ -47,6 +53,7 @@ class OutputFile final {
 
     std::string m_path;
     OutputOptions m_options;
+    bool m_isStream;
     std::string m_temporaryPath; // empty for a file without a name
     int m_descriptor = -1;
 };
