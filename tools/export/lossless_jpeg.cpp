@@ -36,32 +36,16 @@ class Tile final {
           m_top(static_cast<std::uint32_t>(index / grid.columns) * grid.tileHeight), m_width(grid.tileWidth),
           m_height(grid.tileHeight) {}
 
-    /// Calls `take` with component and difference of each sample in coding order, modulo 65536 (H.1.2.1).
-    /// Beyond the mosaic's edges every sample equals its prediction.
-    template <typename Take>
-    void forEachDifference(std::uint32_t row, unsigned precision, Take take) const {
-        const std::span<const std::uint16_t> samples = samplesOf(row);
-        RowPrediction prediction = predictionOf(row, precision);
-        for (std::size_t column = 0; column < samples.size(); column += kComponents)
-            for (std::size_t component = 0; component < kComponents; ++component) {
-                const std::uint16_t sample = samples[column + component];
-                take(component, static_cast<std::uint16_t>(sample - prediction[component]));
-                prediction[component] = sample;
-            }
-        for (std::size_t column = samples.size(); column < m_width; ++column)
-            take(column % kComponents, std::uint16_t{0});
-    }
-
-    [[nodiscard]] std::uint32_t width() const { return m_width; }
-    [[nodiscard]] std::uint32_t height() const { return m_height; }
-
-  private:
+    /// The samples of a row as far as the mosaic has them: an even number of them. Beyond the mosaic's edges
+    /// every sample equals its prediction.
     [[nodiscard]] std::span<const std::uint16_t> samplesOf(std::uint32_t row) const {
         if (m_top + row >= m_mosaic.height) return {};
         return m_mosaic.samples.subspan(std::size_t{m_top + row} * m_mosaic.width + m_left,
                                         std::min(m_width, m_mosaic.width - m_left));
     }
 
+    /// What the first samples of a row are predicted from (H.1.2.1). Every other sample of a component is
+    /// predicted from the one in front of it.
     [[nodiscard]] RowPrediction predictionOf(std::uint32_t row, unsigned precision) const {
         const auto half = static_cast<std::uint16_t>(1U << (precision - 1));
         if (row == 0) return {half, half};
@@ -69,12 +53,23 @@ class Tile final {
         return above.empty() ? RowPrediction{} : RowPrediction{above[0], above[1]};
     }
 
+    [[nodiscard]] std::uint32_t width() const { return m_width; }
+    [[nodiscard]] std::uint32_t height() const { return m_height; }
+
+  private:
     const MosaicView& m_mosaic;
     std::uint32_t m_left;
     std::uint32_t m_top;
     std::uint32_t m_width;
     std::uint32_t m_height;
 };
+
+using Histogram = std::array<std::uint64_t, kCategories>;
+
+/// A difference modulo 65536.
+std::uint16_t difference(std::uint16_t sample, std::uint16_t prediction) {
+    return static_cast<std::uint16_t>(sample - prediction);
+}
 
 /// Bits that hold every sample; the format has at least 2. Samples of a mosaic come in groups of four.
 unsigned precisionOf(std::span<const std::uint16_t> samples) {
@@ -88,24 +83,34 @@ unsigned precisionOf(std::span<const std::uint16_t> samples) {
     return std::max(2U, static_cast<unsigned>(std::bit_width((folded | folded >> 16U) & 0xFFFFU)));
 }
 
-using Histogram = std::array<std::uint64_t, kCategories>;
-
-/// Nothing when a difference of 32768 occurs.
+/// Counts the categories of some rows' differences: of two in eight, so that all colours are among them. A
+/// code that fits a quarter of the samples is within a thousandth of the best one. Other differences have
+/// other categories, so each that the precision allows gets a code. With 16 bits all rows are counted, and
+/// there is no result when a difference of 32768 occurs.
 std::optional<Histogram> countCategories(const std::vector<Tile>& tiles, unsigned precision) {
+    constexpr std::uint32_t kPeriod = 8;
+    const std::uint32_t counted = precision < kCategories ? 2 : kPeriod;
     // Counting differences and sorting them into categories afterwards is faster than finding each category.
     // Each component has its own counts, so that an increment need not wait for its neighbour's.
     using Counts = std::array<std::uint32_t, kDifferences>;
     const auto counts = std::make_unique<std::array<Counts, kComponents>>();
     for (const Tile& tile : tiles)
-        for (std::uint32_t row = 0; row < tile.height(); ++row)
-            tile.forEachDifference(row, precision,
-                                   [&counts](std::size_t component, std::uint16_t difference) {
-                                       ++(*counts)[component][difference];
-                                   });
+        for (std::uint32_t row = 0; row < tile.height(); ++row) {
+            const std::span<const std::uint16_t> samples = tile.samplesOf(row);
+            if (row % kPeriod >= counted || samples.empty()) continue;
+            RowPrediction prediction = tile.predictionOf(row, precision);
+            for (std::size_t column = 0; column < samples.size(); column += kComponents)
+                for (std::size_t component = 0; component < kComponents; ++component) {
+                    const std::uint16_t sample = samples[column + component];
+                    ++(*counts)[component][difference(sample, prediction[component])];
+                    prediction[component] = sample;
+                }
+        }
     Histogram histogram{};
-    for (std::size_t difference = 0; difference < kDifferences; ++difference) {
-        const std::uint64_t count = std::uint64_t{(*counts)[0][difference]} + (*counts)[1][difference];
-        const unsigned category = kinedec::magnitudeCategory(static_cast<std::int16_t>(difference));
+    std::fill_n(histogram.begin(), std::min<std::size_t>(precision + 1, kCategories), 1);
+    for (std::size_t step = 0; step < kDifferences; ++step) {
+        const std::uint64_t count = std::uint64_t{(*counts)[0][step]} + (*counts)[1][step];
+        const unsigned category = kinedec::magnitudeCategory(static_cast<std::int16_t>(step));
         if (category < kCategories)
             histogram[category] += count;
         else if (count > 0)
@@ -139,13 +144,6 @@ HuffmanCode fitCode(const Histogram& histogram) {
     return code;
 }
 
-std::uint64_t codedBits(const Histogram& histogram, const HuffmanCode& code) {
-    std::uint64_t bits = 0;
-    for (std::size_t category = 0; category < kCategories; ++category)
-        bits += histogram[category] * (code.lengths[category] + category);
-    return bits;
-}
-
 /// What is written for each difference modulo 65536: its category's code and the magnitude bits.
 class DifferenceCodes final {
   public:
@@ -176,6 +174,67 @@ class DifferenceCodes final {
     std::uint32_t m_longest = 0;
 };
 
+/// Appends codes to memory that is large enough. Meant for a local variable: the compiler keeps its members
+/// in registers only as long as nobody has its address, because bytes are written that could be the members.
+class BitWriter final {
+  public:
+    using Bits = DifferenceCodes::Bits;
+
+    explicit BitWriter(std::uint8_t* out) : m_out(out) {}
+
+    void put(const Bits& bits) { append(bits.value, bits.count); }
+
+    /// Four codes are put together before they are appended: each append waits for the one in front of it.
+    void put(const Bits& first, const Bits& second, const Bits& third, const Bits& fourth) {
+        constexpr unsigned kMost = 57; // with up to 7 bits of an unfinished byte they fit 64 bits
+        const std::uint64_t left = std::uint64_t{first.value} << second.count | second.value;
+        const std::uint64_t right = std::uint64_t{third.value} << fourth.count | fourth.value;
+        const std::uint32_t rightCount = third.count + fourth.count;
+        const std::uint32_t count = first.count + second.count + rightCount;
+        if (count <= kMost) return append(left << rightCount | right, count);
+        put(first);
+        put(second);
+        put(third);
+        put(fourth);
+    }
+
+    /// One bits fill the last byte (F.1.2.3).
+    [[nodiscard]] std::uint8_t* finish() {
+        if (m_bits > 0) putBytes(~(~m_held << (64 - m_bits)), 1);
+        return m_out;
+    }
+
+  private:
+    void append(std::uint64_t value, std::uint32_t count) {
+        m_held = m_held << count | value;
+        m_bits += count;
+        putBytes(m_held << (64 - m_bits), m_bits / 8);
+        m_bits %= 8;
+    }
+
+    /// Writes the first `count` bytes of a word; a zero byte follows each byte 0xFF. May store 8 bytes,
+    /// whatever the count.
+    void putBytes(std::uint64_t word, unsigned count) {
+        constexpr std::uint64_t kOnes = 0x0101010101010101;
+        const bool mayHaveFullByte = ((~word - kOnes) & word & (kOnes << 7U)) != 0;
+        if (!mayHaveFullByte) [[likely]] {
+            const std::uint64_t bytes = htobe64(word);
+            std::memcpy(m_out, &bytes, sizeof bytes);
+            m_out += count;
+            return;
+        }
+        for (unsigned index = 0; index < count; ++index) {
+            const auto next = static_cast<std::uint8_t>(word >> (56 - 8 * index));
+            *m_out++ = next;
+            if (next == 0xFF) *m_out++ = 0;
+        }
+    }
+
+    std::uint8_t* m_out;
+    std::uint64_t m_held = 0; // its last bits are the unfinished byte
+    unsigned m_bits = 0;      // number of these
+};
+
 /// Writes streams one behind the other into memory that is large enough.
 class JpegWriter final {
   public:
@@ -193,46 +252,29 @@ class JpegWriter final {
         byte(code);
     }
 
-    /// Codes a tile's samples. `Group` differences are put together before bytes are written; with up to 7
-    /// bits of an unfinished byte they fit 64 bits.
-    template <std::size_t Group>
+    /// Codes a tile's samples.
     void code(const Tile& tile, unsigned precision, const DifferenceCodes& codes) {
-        std::uint64_t held = 0;
-        unsigned bits = 0;
-        std::uint8_t* out = m_out;
-        for (std::uint32_t row = 0; row < tile.height(); ++row)
-            tile.forEachDifference(row, precision, [&](std::size_t component, std::uint16_t difference) {
-                const DifferenceCodes::Bits& coded = codes[difference];
-                held = held << coded.count | coded.value;
-                bits += coded.count;
-                if (component % Group != Group - 1) return;
-                out = putBytes(out, held << (64 - bits), bits / 8);
-                bits %= 8;
-            });
-        // One bits fill the last byte (F.1.2.3).
-        if (bits > 0) out = putBytes(out, ~(~held << (64 - bits)), 1);
-        m_out = out;
+        BitWriter out(m_out);
+        for (std::uint32_t row = 0; row < tile.height(); ++row) {
+            const std::span<const std::uint16_t> samples = tile.samplesOf(row);
+            const RowPrediction prediction = tile.predictionOf(row, precision);
+            std::size_t column = 0;
+            for (; column < std::min(samples.size(), kComponents); ++column)
+                out.put(codes[difference(samples[column], prediction[column])]);
+            const auto next = [&](std::size_t index) -> const DifferenceCodes::Bits& {
+                return codes[difference(samples[column + index], samples[column + index - kComponents])];
+            };
+            for (; column + 4 <= samples.size(); column += 4)
+                out.put(next(0), next(1), next(2), next(3));
+            for (; column < samples.size(); ++column)
+                out.put(next(0));
+            for (; column < tile.width(); ++column)
+                out.put(codes[0]);
+        }
+        m_out = out.finish();
     }
 
   private:
-    /// Writes the first `count` bytes of a word; a zero byte follows each byte 0xFF. May store 8 bytes,
-    /// whatever the count.
-    static std::uint8_t* putBytes(std::uint8_t* out, std::uint64_t word, unsigned count) {
-        constexpr std::uint64_t kOnes = 0x0101010101010101;
-        const bool mayHaveFullByte = ((~word - kOnes) & word & (kOnes << 7U)) != 0;
-        if (!mayHaveFullByte) {
-            const std::uint64_t bytes = htobe64(word);
-            std::memcpy(out, &bytes, sizeof bytes);
-            return out + count;
-        }
-        for (unsigned index = 0; index < count; ++index) {
-            const auto next = static_cast<std::uint8_t>(word >> (56 - 8 * index));
-            *out++ = next;
-            if (next == 0xFF) *out++ = 0;
-        }
-        return out;
-    }
-
     std::uint8_t* m_out;
 };
 
@@ -278,15 +320,11 @@ void writeScanHeader(JpegWriter& out) {
 
 void writeStream(JpegWriter& out, const Tile& tile, unsigned precision, const HuffmanCode& code,
                  const DifferenceCodes& codes) {
-    constexpr std::uint32_t kPairLimit = (64 - 7) / 2;
     out.marker(kStartOfImage);
     writeFrameHeader(out, precision, tile);
     writeHuffmanTable(out, code);
     writeScanHeader(out);
-    if (codes.longest() <= kPairLimit)
-        out.code<2>(tile, precision, codes);
-    else
-        out.code<1>(tile, precision, codes);
+    out.code(tile, precision, codes);
     out.marker(kEndOfImage);
 }
 
@@ -303,8 +341,9 @@ std::optional<JpegStreams> encodeLosslessJpeg(const MosaicView& mosaic, const Ti
     const HuffmanCode code = fitCode(*histogram);
     const DifferenceCodes codes(code);
 
-    // Every byte may be followed by a zero byte.
-    const std::uint64_t room = 2 * (codedBits(*histogram, code) / 8) + tiles.size() * kHeaderRoom;
+    // Every byte may be followed by a zero byte. Memory that is not written to takes no room.
+    const std::uint64_t samples = std::uint64_t{grid.tileWidth} * grid.tileHeight * tiles.size();
+    const std::uint64_t room = 2 * (samples * codes.longest() / 8 + tiles.size() * kHeaderRoom);
     JpegStreams coded{std::make_unique_for_overwrite<std::uint8_t[]>(room), {}};
     JpegWriter out(coded.memory.get());
     for (const Tile& tile : tiles) {
