@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# The plug-in's dynamic symbols are exactly what hosts and outside callers look up. Argument: the plug-in.
+# The plug-in's dynamic symbols are exactly what hosts and outside callers look up. Arguments: the plug-in, the nm that
+# reads it.
 set -euo pipefail
 
 expected="KineDec::KineDec()
@@ -14,11 +15,11 @@ table
 xCheckVersionAndFile
 xMediaFile
 xValidateFile"
-found=$(nm -D --defined-only "$1" | cut -d' ' -f3- | c++filt | sort -u)
+found=$("$2" -D --defined-only "$1" | cut -d' ' -f3- | c++filt | sort -u)
 diff <(echo "$expected") <(echo "$found") || { echo "exported symbols differ (left: expected)"; exit 1; }
 
 # Host functions come from whatever library of that name is loaded, as plain symbols.
-imported=$(nm -D --undefined-only "$1")
+imported=$("$2" -D --undefined-only "$1")
 for name in PVAlloc PVFree pvOSCreateFile pvOSReadFile pvOSSeek ErrFmtOut qmxInfoDelete; do
     grep -qw "$name" <<<"$imported" || { echo "$name is not imported"; exit 1; }
 done
