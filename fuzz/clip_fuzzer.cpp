@@ -6,12 +6,15 @@
 #include "host/info_records.h"
 #include "host/media_file.h"
 #include "host/memory.h"
+#include "kinedec/log_curve.h"
 #include "plugin/entry_points.h"
 #include "plugin/status.h"
 #include "tests/support/host_faults.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -45,15 +48,42 @@ struct Destroy {
 };
 using Reader = std::unique_ptr<CAMediaFile, Destroy>;
 
-Reader createReader() {
+Reader createReader(std::uint32_t code = CAMediaFile::MFX_CREATE) {
     MFXCmdV1 command{};
     // The interface hands the object out as a number.
-    const std::uintptr_t object = xMediaFile(nullptr, CAMediaFile::MFX_CREATE, &command);
+    const std::uintptr_t object = xMediaFile(nullptr, code, &command);
     return Reader(reinterpret_cast<CAMediaFile*>(object)); // NOLINT(performance-no-int-to-ptr)
 }
 
 std::uint32_t open(CAMediaFile& reader, const std::string& path) {
     return reader.Open(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
+}
+
+/// What needs no clip: the plug-in's version and formats, an object that stays without a file, and the log
+/// curves.
+void askPlugIn(Choices& choices) {
+    std::uint32_t formats = 0;
+    require(xCheckVersionAndFile(nullptr, kVersionQuery, &formats) == kInterfaceVersion && formats == 1,
+            "the version query counts the formats");
+    FormatDescriptor format{};
+    const std::uint32_t index = choices.below(3);
+    require((xCheckVersionAndFile(nullptr, index, &format) == status::kOk) == (index < formats),
+            "every format counted is described");
+    require(xValidateFile() == 0, "files are not validated");
+    const Reader reader = createReader(CAMediaFile::MFX_INIT);
+    std::uint32_t flags = 1;
+    MFXCmdV1 command{};
+    require(xMediaFile(reader.get(), CAMediaFile::MFX_GETOPENFLAGS, &flags) == 0 && flags == 0,
+            "nothing is open yet");
+    const std::uintptr_t itself = xMediaFile(reader.get(), CAMediaFile::MFX_INIT, &command);
+    require(itself == reinterpret_cast<std::uintptr_t>(reader.get()), "an object can be initialised again");
+    xMediaFile(reader.get(), 1000 + choices.below(8), &command);
+
+    const _kine_curve_param& curve = table[choices.below(std::size(table))];
+    const auto light =
+        std::bit_cast<float>(choices.below(0x7FFFFFFF)) * (choices.below(2) == 0 ? 1.0F : -1.0F);
+    for (const float value : {lin2log(&curve, light), log2lin(&curve, light)})
+        require(std::isnan(light) || (value >= 0 && value <= 1), "curves stay between 0 and 1");
 }
 
 /// In one of four runs one call fails that has nothing to do with the file. True then.
@@ -197,6 +227,7 @@ void refuseWriting(const std::string& path) {
 void useClip(const std::string& path, std::span<const std::uint8_t> clip, HostFaults& faults) {
     Choices choices(clip);
     if (choices.below(8) == 0) refuseWriting(path);
+    if (choices.below(8) == 0) askPlugIn(choices);
     const Reader reader = createReader();
     require(reader != nullptr, "a reader can be had");
     const bool faulty = armFault(faults, choices);

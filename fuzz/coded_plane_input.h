@@ -7,14 +7,22 @@
 
 #include <cstdint>
 
-/// A first byte chooses: words as they stand (most such tables are illegal), or a prefix code.
+/// A first byte chooses: words as they stand (most such tables are illegal), lengths with codes handed out in
+/// turn, or a prefix code.
 [[nodiscard]] inline kinedec::CodeTable readCodeTable(FuzzInput& input) {
-    if (input.u8() % 8 == 0) {
-        kinedec::CodeTable table;
+    const int form = input.u8() % 8;
+    kinedec::CodeTable table;
+    if (form == 0) {
         for (std::uint16_t& length : table.lengths)
             length = input.u16();
         for (std::uint16_t& code : table.codes)
             code = input.u16();
+        return table;
+    }
+    if (form < 4) {
+        for (std::uint16_t& length : table.lengths)
+            length = static_cast<std::uint16_t>(input.u8() % (kKineIndexBits + 1));
+        assignCanonicalCodes(table);
         return table;
     }
     return drawPrefixCode([&input](std::uint32_t limit) { return input.u8() % limit; });

@@ -3,6 +3,7 @@
 #include "fuzz/coded_plane_input.h"
 #include "fuzz/fuzz_support.h"
 #include "kinedec/kinedec.h"
+#include "kinedec/plane_decoder.h"
 #include "tests/support/reference_decoder.h"
 
 #include <algorithm>
@@ -85,6 +86,12 @@ void decodeLegal(const PlaneInput& plane, std::span<const std::uint8_t> bytes) {
     std::vector<std::uint8_t> used(bytes.begin(), bytes.end());
     used.resize((reference.bitsUsed + 7) / 8 + kLookAhead);
     const ExactBlock unbounded(used);
+
+    const kinedec::PlaneResult checked =
+        checkPlane(decoder.m_table, kinedec::BoundedBitReader(bounded.bytes()),
+                   {plane.table, plane.count, plane.shift, std::max(plane.rowLength, 1)});
+    require(checked.decoded == (result == 1) && checked.bitsUsed == reference.bitsUsed,
+            "a check says what a decode does");
 
     const std::vector<std::uint16_t> all = expectSamples(reference, plane, 1);
     compare(all, result, log, [&](std::uint16_t* samples) {
