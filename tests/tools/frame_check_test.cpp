@@ -22,6 +22,7 @@ struct ClipShape {
     std::size_t frames = 6;
     std::uint32_t padding = 1;
     unsigned shift = 0;
+    std::uint16_t largest = 60; // sample
 };
 
 /// Pictures with enough samples for planes of some kilobytes, and small enough differences for 4096 bytes of
@@ -29,7 +30,7 @@ struct ClipShape {
 TestClip makeShapedClip(const ClipShape& shape) {
     std::vector<Mosaic> mosaics;
     for (std::uint32_t seed = 1; seed <= shape.frames; ++seed)
-        mosaics.push_back(randomMosaic(256, 192, seed, 60));
+        mosaics.push_back(randomMosaic(256, 192, seed, shape.largest));
     ClipDescription description;
     description.planePadding = shape.padding;
     description.shift = shape.shift;
@@ -132,6 +133,10 @@ INSTANTIATE_TEST_SUITE_P(
                            {"plane 3 is cut short", "file offset", "in row 9"}},
                     Damage{"SizeHalvedWithPadding",
                            {2, 4096},
+                           [](TestClip& clip) { scaleSize(clip, 3, 1, 2); },
+                           {"plane 3 is cut short"}},
+                    Damage{"SizeHalvedOfAnEvenPicture",
+                           {6, 1, 0, 0},
                            [](TestClip& clip) { scaleSize(clip, 3, 1, 2); },
                            {"plane 3 is cut short"}},
                     Damage{"NoCodes",

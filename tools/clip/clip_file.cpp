@@ -5,6 +5,7 @@
 #include "krw/file_header.h"
 #include "krw/frame_table.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fmt/format.h>
 #include <stdexcept>
@@ -59,4 +60,14 @@ std::optional<CodedFrame> ClipFile::planes(const RecordHeader& header) {
     CodedFrame coded(header.view(), header.size().pixels(), header.recordStart);
     if (!coded.allocate() || coded.read(m_handle).message != nullptr) return std::nullopt;
     return coded;
+}
+
+std::vector<std::uint8_t> ClipFile::planeTail(const RecordHeader& header, std::size_t index,
+                                              std::uint32_t most) {
+    const PlaneDescriptor plane = header.plane(index);
+    if (!plane.fits(header.size().pixels(), header.recordStart)) return {};
+    std::vector<std::uint8_t> tail(std::min(plane.dataSize, most));
+    const std::uint64_t end = header.recordStart + plane.dataOffset + plane.dataSize;
+    if (readFullyAt(m_handle, end - tail.size(), tail) != FileRead::complete) tail.clear();
+    return tail;
 }

@@ -10,6 +10,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 /// A frame record's DANRAW_HEADER and what follows from it.
 struct RecordHeader {
@@ -42,6 +43,9 @@ class ClipFile final {
     [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame);
     /// A frame's coded planes. Nothing is returned when one of the four cannot be read.
     [[nodiscard]] std::optional<CodedFrame> planes(const RecordHeader& header);
+    /// The last bytes of a coded plane, at most `most`; empty when they cannot be read.
+    [[nodiscard]] std::vector<std::uint8_t> planeTail(const RecordHeader& header, std::size_t index,
+                                                      std::uint32_t most);
 
   private:
     std::string m_path;

@@ -8,8 +8,6 @@
 namespace {
 
 constexpr std::size_t kPlanesInRow = 2;
-// The largest shift that a difference survives: 13 bits with its sign.
-constexpr std::int32_t kLargestExactShift = 3;
 
 using Words [[gnu::vector_size(16)]] = std::uint16_t;
 using SignedWords [[gnu::vector_size(16)]] = std::int16_t;

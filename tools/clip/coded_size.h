@@ -8,6 +8,9 @@
 #include <array>
 #include <optional>
 
+/// The largest shift that a difference of samples survives: 13 bits with its sign.
+inline constexpr std::int32_t kLargestExactShift = 3;
+
 /// Code table and shift of each plane of a frame.
 struct FrameCoding {
     std::array<kinedec::CodeTable, krwfile::plane::kCount> tables;

@@ -1,6 +1,7 @@
 #include "tools/clip/frame_check.h"
 
 #include "tools/clip/coded_size.h"
+#include "tools/clip/plane_tail.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -116,6 +117,7 @@ std::string FrameCheck::findDamage(std::uint32_t frame, const MosaicView& pictur
     const std::optional<RecordHeader> header = m_file.header(frame);
     if (!header) return {};
     if (!brokeOff) {
+        if (allEndInTheirCodes(*header, picture)) return {};
         const auto left = mostBytesLeft(*header, picture);
         if (left && (*left == 0 || padding().isUsual(*left))) return {};
     }
@@ -123,6 +125,15 @@ std::string FrameCheck::findDamage(std::uint32_t frame, const MosaicView& pictur
     if (!coded) return {};
     const PlaneResults results = checkPlanes(coded->planes().first<plane::kCount>(), header->size());
     return describePlanes(*header, results, leavesBytes(*header, results) ? padding() : ClipPadding());
+}
+
+bool FrameCheck::allEndInTheirCodes(const RecordHeader& header, const MosaicView& picture) {
+    const std::uint32_t mostLeft = m_padding->mostUsual;
+    for (std::size_t k = 0; k < plane::kCount; ++k)
+        if (!endsInItsCodes(header.plane(k), k, picture, mostLeft,
+                            m_file.planeTail(header, k, mostLeft + kTailBytes)))
+            return false;
+    return true;
 }
 
 const ClipPadding& FrameCheck::padding() {
@@ -136,6 +147,7 @@ const ClipPadding& FrameCheck::padding() {
             std::ranges::copy(planePaddings(*header, results), std::back_inserter(paddings));
         }
         m_padding->clip = ClipPadding(paddings);
+        m_padding->mostUsual = m_padding->clip.mostUsual();
     });
     return m_padding->clip;
 }

@@ -8,6 +8,7 @@
 #include "tools/clip/plane_padding.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -54,9 +55,11 @@ class FrameCheck final {
     struct Padding {
         std::once_flag learned;
         ClipPadding clip;
+        std::atomic<std::uint32_t> mostUsual = 0; // of the clip, from then on
     };
 
     [[nodiscard]] const ClipPadding& padding();
+    [[nodiscard]] bool allEndInTheirCodes(const RecordHeader& header, const MosaicView& picture);
 
     ClipFile m_file;
     std::shared_ptr<Padding> m_padding;
