@@ -28,3 +28,6 @@ void registerFrameReads(const BenchImage& image, const std::filesystem::path& di
 void registerScan(const BenchImage& image, const std::filesystem::path& directory);
 /// Frame tables of a clip of 100,000 records, and opening and probing, in `directory`.
 void registerClips(const std::filesystem::path& directory);
+/// Frames of the clip that registerFrameReads wrote, read through OpenImageIO, mosaics and developed. Throws
+/// std::runtime_error when a mosaic is not the one that went in.
+void registerOpenImageIo(const BenchImage& image, const std::filesystem::path& directory);

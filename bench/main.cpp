@@ -31,6 +31,7 @@ void run(std::span<char* const> mosaics) {
         registerExports(*image, directory.root());
         registerDeveloping(*image);
         registerFrameReads(*image, directory.root());
+        registerOpenImageIo(*image, directory.root());
     }
 
     BenchImages sizes;

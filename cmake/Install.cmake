@@ -1,6 +1,6 @@
 # What an installation holds: the plug-in in a directory of plug-ins, the host library, the command, and for
 # outside callers the public headers with a CMake package and a pkg-config file. CPack makes a Debian package
-# of the same.
+# of the same, and one of the adapter for OpenImageIO.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -28,6 +28,16 @@ foreach(library pvx_krw mediahost)
     target_compile_features(${library} INTERFACE cxx_std_20)
 endforeach()
 
+if(KRW_HAS_OPENIMAGEIO)
+    # OpenImageIO has no folder of its own for readers. OIIO_LIBRARY_PATH names this one.
+    set(KRW_INSTALL_OPENIMAGEIODIR "${CMAKE_INSTALL_LIBDIR}/krw/openimageio")
+    file(RELATIVE_PATH adapter_to_host "/${KRW_INSTALL_OPENIMAGEIODIR}" "/${KRW_INSTALL_HOSTDIR}")
+    set_target_properties(krw_imageio PROPERTIES INSTALL_RPATH "$ORIGIN/${adapter_to_host}")
+    install(TARGETS krw_imageio LIBRARY DESTINATION "${KRW_INSTALL_OPENIMAGEIODIR}" COMPONENT openimageio)
+    install(FILES docs/openimageio.md DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/krw-openimageio"
+        COMPONENT openimageio)
+endif()
+
 install(TARGETS krw RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(TARGETS mediahost EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_HOSTDIR}")
 install(TARGETS pvx_krw EXPORT krwTargets LIBRARY DESTINATION "${KRW_INSTALL_PLUGINDIR}")
@@ -43,6 +53,10 @@ add_custom_target(krw_compressed ALL
 install(FILES "${CMAKE_BINARY_DIR}/generated/krw.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 install(FILES cmake/debian/copyright "${CMAKE_BINARY_DIR}/generated/changelog.gz"
     DESTINATION "${CMAKE_INSTALL_DOCDIR}")
+if(KRW_HAS_OPENIMAGEIO)
+    install(FILES cmake/debian/copyright "${CMAKE_BINARY_DIR}/generated/changelog.gz"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/krw-openimageio" COMPONENT openimageio)
+endif()
 install(FILES "${CMAKE_BINARY_DIR}/generated/krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
 install(FILES "${CMAKE_BINARY_DIR}/generated/_krw" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
 install(FILES README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}")
@@ -72,13 +86,28 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/package")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+# Everything that names no component is the package krw.
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL Unspecified)
+set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME krw)
 set(CPACK_DEBIAN_PACKAGE_SECTION video)
 # Sheets and histograms have text.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "fonts-dejavu-core | fonts-freefont-ttf, fuse3")
+set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_RECOMMENDS "fonts-dejavu-core | fonts-freefont-ttf, fuse3")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_BINARY_DIR}")
-# The synopsis is the project's description; this is what follows.
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "The plug-in for media hosts, a stand-in for the host's libraries, the
+# The first line is the synopsis.
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
+set(CPACK_COMPONENT_UNSPECIFIED_DESCRIPTION "reader plug-in for KRW raw clips
+The plug-in for media hosts, a stand-in for the host's libraries, the
 reference host krw, and what programs need that call the plug-in's
 decoder themselves.")
+if(KRW_HAS_OPENIMAGEIO)
+    list(APPEND CPACK_COMPONENTS_ALL openimageio)
+    set(CPACK_DEBIAN_OPENIMAGEIO_PACKAGE_NAME krw-openimageio)
+    set(CPACK_DEBIAN_OPENIMAGEIO_PACKAGE_DEPENDS "krw (= ${PROJECT_VERSION})")
+    set(CPACK_COMPONENT_OPENIMAGEIO_DESCRIPTION "KRW raw clips in programs that use OpenImageIO
+An adapter with which oiiotool and all other programs that use
+OpenImageIO read KRW clips. OIIO_LIBRARY_PATH has to name its folder,
+/usr/${CMAKE_INSTALL_LIBDIR}/krw/openimageio.")
+endif()
 include(CPack)

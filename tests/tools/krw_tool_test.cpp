@@ -2,8 +2,8 @@
 
 #include "host/timecode.h"
 #include "tests/tools/krw_tool.h"
+#include "tools/clip/binary_timecode.h"
 #include "tools/clip/rational_rate.h"
-#include "tools/export/dng_timecode.h"
 #include "tools/export/pgm.h"
 #include "tools/picture/contact_sheet.h"
 
@@ -261,13 +261,13 @@ TEST(TimecodeText, CountsAsTheHostConverts) {
                              Base{tcbase::k2997, {30, true}, 2589408}})
         for (std::uint32_t frame = 0; frame < base.framesADay; ++frame) {
             std::uint32_t back = 0;
-            ASSERT_EQ(tc2Frame(dngTimecode(frame, base.counting).data(), base.code, &back), 1) << frame;
+            ASSERT_EQ(tc2Frame(binaryTimecode(frame, base.counting).data(), base.code, &back), 1) << frame;
             ASSERT_EQ(back, frame);
         }
     EXPECT_EQ(timecodeText(3600, {60, true}), "00:01:00;04");
     EXPECT_EQ(timecodeText(2073600, {24, false}), "00:00:00:00");
-    EXPECT_THAT(dngTimecode(61, {60, false}), ElementsAre(0, 0x81, 0, 0, 0, 0, 0, 0));
-    EXPECT_THAT(dngTimecode(49, {50, false}), ElementsAre(0x24, 0x80, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(binaryTimecode(61, {60, false}), ElementsAre(0, 0x81, 0, 0, 0, 0, 0, 0));
+    EXPECT_THAT(binaryTimecode(49, {50, false}), ElementsAre(0x24, 0x80, 0, 0, 0, 0, 0, 0));
 }
 
 TEST_F(KrwTool, DevelopsColoursTheRightWayUp) {

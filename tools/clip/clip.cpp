@@ -97,8 +97,7 @@ TimecodeCounting Clip::counting() const {
     return timecodeCounting(m_video.stream.dwRate, m_video.stream.dwScale, m_dropFrame);
 }
 
-FrameReading Clip::read(std::uint32_t frame, Picture& picture) {
-    const std::span<std::uint16_t> samples = picture.samples();
+FrameReading Clip::read(std::uint32_t frame, std::span<std::uint16_t> samples) {
     DFRAME dframe{};
     dframe.recordSize = sizeof dframe;
     dframe.picture.buffer = samples.data();

@@ -108,7 +108,11 @@ class Clip final {
     }
 
     [[nodiscard]] Picture makePicture() const { return {width(), height()}; }
-    [[nodiscard]] FrameReading read(std::uint32_t frame, Picture& picture);
+    [[nodiscard]] FrameReading read(std::uint32_t frame, Picture& picture) {
+        return read(frame, picture.samples());
+    }
+    /// Into memory of the caller's: width() * height() samples.
+    [[nodiscard]] FrameReading read(std::uint32_t frame, std::span<std::uint16_t> samples);
 
   private:
     Clip(const Plugin& plugin, std::string path, const FrameCheck* known);

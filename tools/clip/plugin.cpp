@@ -15,22 +15,19 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPluginName = "pvx_krw.so";
 
-/// Where an installed or freshly built plug-in lies, seen from the program's directory.
-constexpr std::array kPluginPlaces{".", "../lib/krw/plugins", "../lib64/krw/plugins",
+/// Where an installed or freshly built plug-in lies, seen from the directory of a program or of an adapter.
+constexpr std::array kPluginPlaces{".",
+                                   "../plugins",
+                                   "../lib/krw/plugins",
+                                   "../lib64/krw/plugins",
                                    "../lib/x86_64-linux-gnu/krw/plugins",
                                    "../lib/aarch64-linux-gnu/krw/plugins"};
 
-std::string findPlugin() {
+fs::path programDirectory() {
     std::error_code error;
     const fs::path program = fs::read_symlink("/proc/self/exe", error);
     if (error) throw std::runtime_error("the program's own directory cannot be found; set KRW_PLUGIN");
-    for (const char* place : kPluginPlaces) {
-        const fs::path candidate = (program.parent_path() / place / kPluginName).lexically_normal();
-        if (fs::exists(candidate, error)) return candidate.string();
-    }
-    throw std::runtime_error(fmt::format("no plug-in {} found beside {} or in its ../lib/krw/plugins; set "
-                                         "KRW_PLUGIN to its path",
-                                         kPluginName, program.string()));
+    return program.parent_path();
 }
 
 /// An entry point of the library. POSIX allows the cast from a pointer to a function.
@@ -44,6 +41,17 @@ Function entryPoint(void* library, const char* name, const std::string& path) {
 
 } // namespace
 
+std::string findPlugin(const fs::path& directory) {
+    std::error_code error;
+    for (const char* place : kPluginPlaces) {
+        const fs::path candidate = (directory / place / kPluginName).lexically_normal();
+        if (fs::exists(candidate, error)) return candidate.string();
+    }
+    throw std::runtime_error(fmt::format("no plug-in {} found in {} or in its ../lib/krw/plugins; set "
+                                         "KRW_PLUGIN to its path",
+                                         kPluginName, directory.string()));
+}
+
 void Plugin::Unloader::operator()(void* library) const {
     dlclose(library);
 }
@@ -52,7 +60,7 @@ void Plugin::ReaderDeleter::operator()(CAMediaFile* reader) const {
     mediaFile(reader, CAMediaFile::MFX_DESTROY, nullptr);
 }
 
-Plugin::Plugin(const std::string& path) : m_path(path.empty() ? findPlugin() : path) {
+Plugin::Plugin(const std::string& path) : m_path(path.empty() ? findPlugin(programDirectory()) : path) {
     // A name without a slash would be looked for where the system keeps its libraries.
     const std::string file = fs::absolute(m_path).string();
     m_library.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));

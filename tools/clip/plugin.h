@@ -4,15 +4,20 @@
 #include "host/media_file.h"
 #include "plugin/entry_points.h"
 
+#include <filesystem>
 #include <memory>
 #include <string>
+
+/// The plug-in in a program's directory, or where an installation has it, seen from there:
+/// "../lib/krw/plugins" and the like. Throws std::runtime_error when there is none.
+[[nodiscard]] std::string findPlugin(const std::filesystem::path& directory);
 
 /// A loaded plug-in. It stays loaded for as long as this object lives, and must outlive its readers.
 class Plugin final {
   public:
-    /// Loads the plug-in at `path`. An empty path stands for a plug-in beside the program or in the program's
-    /// "../lib/krw/plugins" and similar folders. Throws std::runtime_error when there is none, or its
-    /// interface version is not this host's.
+    /// Loads the plug-in at `path`. An empty path stands for the plug-in that findPlugin finds from the
+    /// program's directory. Throws std::runtime_error when there is none, or its interface version is not
+    /// this host's.
     explicit Plugin(const std::string& path);
 
     /// The plug-in's verdict on a file: 0 when it can be read, otherwise a status of plugin/status.h.

@@ -1,6 +1,6 @@
 #include "tools/export/export_files.h"
 
-#include "tools/export/dng_timecode.h"
+#include "tools/clip/binary_timecode.h"
 #include "tools/export/memory_tiff.h"
 #include "tools/export/pgm.h"
 #include "tools/picture/png_file.h"
@@ -70,7 +70,7 @@ EncodedFile ExportFiles::encode(const MosaicView& mosaic, std::uint32_t frame) c
     case ExportFormat::dng:
         return encodeCinemaDng(
             m_metadata, mosaic,
-            dngTimecode(m_clip.timecodeNumber(frame), m_clip.counting(), m_metadata.exif.userBits),
+            binaryTimecode(m_clip.timecodeNumber(frame), m_clip.counting(), m_metadata.exif.userBits),
             m_options.compression);
     case ExportFormat::tiff:
         return encodeGreyTiff(m_metadata, mosaic);

@@ -1,4 +1,4 @@
-#include "tools/export/dng_timecode.h"
+#include "tools/clip/binary_timecode.h"
 
 #include <algorithm>
 
@@ -8,8 +8,8 @@ constexpr std::uint32_t kFastestSingleFrames = 30; // faster rates count groups 
 
 } // namespace
 
-std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCounting& counting,
-                                        const std::array<std::uint8_t, 4>& userBits) {
+std::array<std::uint8_t, 8> binaryTimecode(std::uint32_t frame, const TimecodeCounting& counting,
+                                           const std::array<std::uint8_t, 4>& userBits) {
     TimecodeParts parts = timecodeParts(frame, counting);
     std::uint32_t group = 1;
     while (counting.framesPerSecond / group > kFastestSingleFrames)

@@ -1,4 +1,5 @@
-// The timecode of a frame as the TimeCodes tag of CinemaDNG holds it.
+// The timecode of a frame as files hold it: the TimeCodes tag of CinemaDNG, and the timecodes of other
+// formats.
 #pragma once
 
 #include "tools/clip/timecode.h"
@@ -10,5 +11,6 @@
 /// frames (groups of four at 100), as SMPTE ST 12-1 does, and the field flag marks the second of a pair. The
 /// flag lies in the seconds at every rate. Readers of the tag take the bit in the hours, where systems of 25
 /// frames have the flag, for the sign that the user bits hold a date.
-[[nodiscard]] std::array<std::uint8_t, 8> dngTimecode(std::uint32_t frame, const TimecodeCounting& counting,
-                                                      const std::array<std::uint8_t, 4>& userBits = {});
+[[nodiscard]] std::array<std::uint8_t, 8> binaryTimecode(std::uint32_t frame,
+                                                         const TimecodeCounting& counting,
+                                                         const std::array<std::uint8_t, 4>& userBits = {});
