@@ -35,8 +35,8 @@ constexpr double kSourceTimeout = 1;
 /// What a clip's state holds does not change: a clip that changes gets other nodes.
 constexpr double kFixedTimeout = 24.0 * 3600;
 
-/// Programs read in pieces of this size, and stdio reads ahead so much.
-constexpr unsigned kBlockSize = 1U << 20U;
+/// Programs read in pieces of this size. Larger ones leave the processor's cache before they are used.
+constexpr unsigned kBlockSize = 1U << 17U;
 constexpr std::uint64_t kUnitOfBlocks = 512;
 
 /// What is open, by the numbers that the kernel gives back.
