@@ -17,10 +17,21 @@ constexpr std::size_t kStep = std::size_t{4} << 20;
 constexpr std::uint16_t kDifferenceCoding = 9; // value of the Compression tag
 constexpr std::int32_t kCodedBits = 12;        // of samples before their shift
 constexpr std::int32_t kSampleBits = 16;
+// What a reader acts on in a file header.
+constexpr std::size_t kLongestDirectory =
+    krwfile::kEntriesOffset + krwfile::kMaxEntries * krwfile::kEntrySize;
 constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;
 
-/// The largest header that fits in front of the DANRAW_HEADER.
-std::vector<std::uint8_t> makeHeader(ByteView header, std::uint32_t danrawOffset) {
+/// Bytes at the start of a record that belong to its file header alone.
+std::uint32_t headerRoom(ByteView header, std::uint32_t danrawOffset) {
+    std::uint32_t room = danrawOffset;
+    for (std::size_t k = 0; k < krwfile::plane::kCount; ++k)
+        room = std::min(room, planeDescriptor(header, k).dataOffset);
+    return room;
+}
+
+/// The largest header that fits into `room`.
+std::vector<std::uint8_t> makeHeader(ByteView header, std::uint32_t danrawOffset, std::uint32_t room) {
     const FrameSize size = frameSize(header);
     const std::int32_t shift = std::clamp(planeDescriptor(header, 0).shift, 0, kSampleBits - kCodedBits);
     const HeaderEntry width = dwordEntry(256, static_cast<std::uint32_t>(size.width));
@@ -35,7 +46,7 @@ std::vector<std::uint8_t> makeHeader(ByteView header, std::uint32_t danrawOffset
         {width, height, bits, compression, make, model, privateData}, {bits, privateData}, {privateData}};
     for (const std::vector<HeaderEntry>& entries : choices) {
         std::vector<std::uint8_t> bytes = makeHeaderDirectory(entries);
-        if (bytes.size() <= danrawOffset) return bytes;
+        if (bytes.size() <= room) return bytes;
     }
     throw std::runtime_error("there is no room for a file header");
 }
@@ -111,13 +122,14 @@ void rebuildClip(const Source& source, const Findings& findings, const ClipFindi
         starts.push_back(out.end());
         std::uint32_t replaced = 0;
         if (starts.size() == 1 && !record.hasFileHeader) {
-            replaced = record.danrawOffset;
-            if (const auto other = recordWithHeader(findings, clip)) {
+            std::array<std::uint8_t, danraw::kSize> header{};
+            source.read(static_cast<std::int64_t>(record.danraw), header);
+            replaced = headerRoom(ByteView(header), record.danrawOffset);
+            const auto other = recordWithHeader(findings, clip);
+            if (other && replaced >= kLongestDirectory) {
                 out.copy(findings.records[*other].start(), replaced);
             } else {
-                std::array<std::uint8_t, danraw::kSize> header{};
-                source.read(static_cast<std::int64_t>(record.danraw), header);
-                std::vector<std::uint8_t> bytes = makeHeader(ByteView(header), replaced);
+                std::vector<std::uint8_t> bytes = makeHeader(ByteView(header), record.danrawOffset, replaced);
                 bytes.resize(replaced);
                 out.write(bytes);
             }

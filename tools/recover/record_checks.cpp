@@ -23,11 +23,6 @@ constexpr std::size_t kMostStated = 8;
 // checks busy, the same bytes are planes of many records.
 constexpr std::uint64_t kMostPasses = 32;
 
-/// Every sample takes a bit or more.
-bool canHoldSamples(const PlanePlace& place) {
-    return std::uint64_t{place.bytes} * 8 >= static_cast<std::uint64_t>(place.parameters.count);
-}
-
 void keepBetter(FoundRecord& best, const FoundRecord& other) {
     const auto rank = [](const FoundRecord& record) {
         return record.state == RecordState::whole
@@ -42,6 +37,10 @@ ByteRange headerRange(const FoundRecord& record) {
 }
 
 } // namespace
+
+bool canHoldSamples(const PlanePlace& place) {
+    return std::uint64_t{place.bytes} * 8 >= static_cast<std::uint64_t>(place.parameters.count);
+}
 
 std::vector<PlanePlace> planePlaces(const Source& source, const FoundRecord& record, ByteView header) {
     const FrameSize size = frameSize(header);

@@ -75,3 +75,6 @@ class RecordChecks final {
 /// Where the planes of a record lie in the source, those of it that lie inside.
 [[nodiscard]] std::vector<PlanePlace> planePlaces(const Source& source, const FoundRecord& record,
                                                   ByteView danraw);
+
+/// Every sample takes a bit or more. A plane with fewer is damaged, and decoding it would go on in zeros.
+[[nodiscard]] bool canHoldSamples(const PlanePlace& place);
