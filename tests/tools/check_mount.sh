@@ -62,7 +62,7 @@ for clip in A001C003 B; do krw -q export cards/$clip.krw -o exported/$clip --com
 mounted cards
 for clip in A001C003 B; do
     for file in exported/$clip/*.dng; do cmp "$file" "mnt/$clip/$(basename "$file")"; done
-    cmp "mnt/$clip/$clip.json" <(krw info --json "$work/cards/$clip.krw")
+    cmp <(jq . "mnt/$clip/$clip.json") <(krw info --json "$work/cards/$clip.krw" | jq "del(.frameTable)")
     krw sheet cards/$clip.krw -o sheet_$clip.png
     cmp "mnt/$clip/$clip.png" sheet_$clip.png
     [ "$(stat -c %Y mnt/$clip/${clip}_000003.dng)" = "$(stat -c %Y cards/$clip.krw)" ] || fail "not the clip's time"
