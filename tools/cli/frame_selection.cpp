@@ -125,8 +125,8 @@ PartNumber selectedPart(const FrameSelection& selection) {
 
 FrameSet selectedFrames(const FrameSelection& selection, const FrameNames& names) {
     if (names.frames == 0) throw UsageError(fmt::format("{}: the clip has no frames", names.clip));
-    const FrameSet whole = selection.list.empty() ? FrameSet(FrameRange{0, names.frames})
-                                                  : FrameSet(ListReader(names, selection.list).read());
+    FrameSet whole = selection.list.empty() ? FrameSet(FrameRange{0, names.frames})
+                                            : FrameSet(ListReader(names, selection.list).read());
     const auto [index, parts] = selectedPart(selection);
     if (index == 0) return whole;
     const auto begin = static_cast<std::uint32_t>(std::uint64_t{whole.size()} * (index - 1) / parts);
