@@ -140,6 +140,12 @@ const Damage kDamages[] = {
      allBut({2, 3, 4, 9})},
     {"SignatureZeroed", [](TestClip& clip) { clip.setDanraw<std::uint32_t>(5, danraw::kSignatureOffset, 0); },
      allBut({5})},
+    {"HeaderZeroedFromItsTextsOn",
+     [](TestClip& clip) {
+         const std::uint64_t texts = clip.danrawAt(5) - clip.recordStarts[5] + danraw::kModelName.offset;
+         zero(recordOf(clip, 5).subspan(texts));
+     },
+     allBut({5})},
     {"FirstRecordZeroed", [](TestClip& clip) { zero(recordOf(clip, 0)); }, allBut({0})},
     {"LastRecordZeroed", [](TestClip& clip) { zero(recordOf(clip, kFrames - 1)); }, allBut({kFrames - 1})},
     {"AllButOneZeroed",

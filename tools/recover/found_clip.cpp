@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ranges>
 #include <unordered_map>
 
 namespace {
@@ -50,7 +51,9 @@ class Grouping {
     void add(std::uint32_t index) {
         const FoundRecord& record = m_records[index];
         std::vector<std::size_t>& alike = m_alike[keyOf(record)];
-        const std::optional<std::size_t> clip = findClip(record, alike);
+        std::optional<std::size_t> clip = findClip(record, alike);
+        // A hole in the file may have taken a part of the header, and with it what the clip is known by.
+        if (!clip && record.state != RecordState::whole && adjoinsLast(record)) clip = m_last;
         if (clip) {
             m_clips[*clip].records.push_back(index);
             m_last = *clip;
@@ -79,8 +82,17 @@ class Grouping {
     [[nodiscard]] static std::uint64_t keyOf(const FoundRecord& record) {
         return record.identity ^ record.danrawOffset;
     }
+    /// The last record whose header is the clip's.
     [[nodiscard]] const FoundRecord& lastOf(const FoundClip& clip) const {
-        return m_records[clip.records.back()];
+        const FoundRecord& first = m_records[clip.records.front()];
+        const auto own = std::ranges::find_if(clip.records | std::views::reverse, [&](std::uint32_t index) {
+            return isOfSameClip(first, m_records[index]);
+        });
+        return m_records[*own];
+    }
+    [[nodiscard]] bool adjoinsLast(const FoundRecord& record) const {
+        return !m_clips.empty() && !m_clips[m_last].hasTrailer &&
+               m_records[m_clips[m_last].records.back()].end() == record.start();
     }
 
     [[nodiscard]] std::optional<std::size_t> findClip(const FoundRecord& record,

@@ -27,7 +27,8 @@ struct FoundClip {
 
 /// Groups records, which are in the order of the source. A record continues a clip when geometry, rate,
 /// camera and production are the clip's, and it lies at the end of the clip's last record, or its timecode
-/// follows, or as many frames as the timecode leaves out fit between. A trailer ends a clip.
+/// follows, or as many frames as the timecode leaves out fit between. A damaged record at the end of the
+/// clip's last record belongs to the clip whatever its header says. A trailer ends a clip.
 [[nodiscard]] std::vector<FoundClip> groupRecords(const Source& source, std::span<const FoundRecord> records,
                                                   std::span<const ScannedTrailer> trailers);
 

@@ -37,6 +37,11 @@ struct FoundRecord {
     [[nodiscard]] TimecodeCounting counting() const { return {framesPerSecond, dropFrame}; }
 };
 
+/// Whether two headers have in common what all records of a clip have. A damaged header may not.
+[[nodiscard]] inline bool isOfSameClip(const FoundRecord& first, const FoundRecord& second) {
+    return first.identity == second.identity && first.danrawOffset == second.danrawOffset;
+}
+
 /// A number for what all records of a clip have in common: geometry, rate, camera and production.
 [[nodiscard]] std::uint64_t identityOf(ByteView danraw);
 

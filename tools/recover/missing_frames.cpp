@@ -66,13 +66,22 @@ class MissingFramesOfClip {
 
     void findGaps() {
         const std::uint32_t step = usualStep(m_records, m_clip);
+        std::size_t own = 0;       // the last record whose header is the clip's
+        std::uint64_t between = 0; // records behind it
         for (std::size_t i = 1; i < m_clip.records.size(); ++i) {
-            const FoundRecord& first = record(i - 1);
+            const FoundRecord& first = record(own);
             const FoundRecord& second = record(i);
+            if (!isOfSameClip(record(0), second)) {
+                ++between;
+                continue;
+            }
             const auto leftOut = framesLeftOut(first, second);
             const bool stands = !leftOut || (second.timecode == first.timecode);
-            const std::uint64_t frames = step == 0 || stands ? 0 : *leftOut / step;
-            const bool hole = first.end() < second.start();
+            const std::uint64_t gap = step == 0 || stands ? 0 : *leftOut / step;
+            const std::uint64_t frames = gap > between ? gap - between : 0;
+            const bool hole = first.end() < second.start() && between == 0;
+            own = i;
+            between = 0;
             if (frames > 0)
                 miss(i, frames);
             else if (hole && stands && first.framesPerSecond <= kLargestTimecodeFrames + 1)
