@@ -11,8 +11,8 @@ struct OpenedClip {
     OpenedClip(const std::string& path, const OIIO::ImageSpec& hints)
         : input(OIIO::ImageInput::open(path, &hints)) {
         if (!input) throw std::runtime_error(path + ": " + OIIO::geterror());
-        const OIIO::ImageSpec spec = input->spec();
-        picture.resize(spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
+        const OIIO::ImageSpec image = input->spec();
+        picture.resize(image.image_pixels() * static_cast<std::size_t>(image.nchannels));
     }
     /// The frames of the clip in turn, so that no frame is one that is kept.
     bool readNext() {

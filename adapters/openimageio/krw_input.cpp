@@ -1,6 +1,6 @@
 #include "adapters/openimageio/krw_input.h"
 
-#include "adapters/openimageio/clip_spec.h"
+#include "adapters/openimageio/image_description.h"
 #include "adapters/openimageio/loaded_plugin.h"
 
 #include <algorithm>
@@ -45,7 +45,7 @@ bool KrwInput::open(const std::string& name, OIIO::ImageSpec& newspec, const OII
         if (hints.onlyFrame.value_or(0) >= frames)
             throw std::runtime_error(name + ": krw:frame is " + std::to_string(hints.onlyFrame.value_or(0)) +
                                      ", the clip has " + std::to_string(frames) + " frames");
-        m_spec = clipSpec(*pictures);
+        m_spec = describeClip(*pictures);
         m_hints = hints;
         m_subimages = hints.onlyFrame ? 1 : static_cast<int>(frames);
         m_spec.attribute("oiio:subimages", m_subimages);

@@ -56,8 +56,8 @@ class KrwInputTest : public testing::Test {
     }
     /// A whole frame; empty when it cannot be read.
     static Samples frame(OIIO::ImageInput& input, int subimage) {
-        const OIIO::ImageSpec spec = input.spec_dimensions(subimage);
-        Samples samples(spec.image_pixels() * static_cast<std::size_t>(spec.nchannels));
+        const OIIO::ImageSpec image = input.spec_dimensions(subimage);
+        Samples samples(image.image_pixels() * static_cast<std::size_t>(image.nchannels));
         if (!input.read_image(subimage, 0, 0, -1, OIIO::TypeDesc::UINT16, samples.data())) samples.clear();
         return samples;
     }
@@ -110,18 +110,18 @@ TEST_F(KrwInputTest, DescribesEachFrameWithoutMovingThere) {
     const Input input = open(m_directory.write("fast.krw", makeClip(description, m_mosaics).bytes));
     ASSERT_TRUE(input) << OIIO::geterror();
     for (const int n : {0, 3}) {
-        const OIIO::ImageSpec spec = input->spec(n);
-        const OIIO::ParamValue* const rate = spec.find_attribute("FramesPerSecond", OIIO::TypeRational);
+        const OIIO::ImageSpec image = input->spec(n);
+        const OIIO::ParamValue* const rate = image.find_attribute("FramesPerSecond", OIIO::TypeRational);
         ASSERT_NE(rate, nullptr);
         EXPECT_THAT(std::span(static_cast<const int*>(rate->data()), 2), ElementsAre(60000, 1001));
         // Frame 3 is the second of the pair 1.
-        const OIIO::ParamValue* const timecode = spec.find_attribute("smpte:TimeCode", OIIO::TypeTimeCode);
+        const OIIO::ParamValue* const timecode = image.find_attribute("smpte:TimeCode", OIIO::TypeTimeCode);
         ASSERT_NE(timecode, nullptr);
         EXPECT_EQ(static_cast<const std::uint32_t*>(timecode->data())[0], n == 0 ? 0x01000000U : 0x01008001U);
-        EXPECT_EQ(spec.get_string_attribute("oiio:subimagename"), n == 0 ? "01:00:00:00" : "01:00:00:03");
-        EXPECT_EQ(spec.get_int_attribute("oiio:subimages"), kFrames);
-        EXPECT_EQ(spec.get_int_attribute("oiio:Movie"), 1);
-        EXPECT_EQ(spec.get_string_attribute("raw:FilterPattern"), "GRBG");
+        EXPECT_EQ(image.get_string_attribute("oiio:subimagename"), n == 0 ? "01:00:00:00" : "01:00:00:03");
+        EXPECT_EQ(image.get_int_attribute("oiio:subimages"), kFrames);
+        EXPECT_EQ(image.get_int_attribute("oiio:Movie"), 1);
+        EXPECT_EQ(image.get_string_attribute("raw:FilterPattern"), "GRBG");
         EXPECT_EQ(input->current_subimage(), 0);
     }
     EXPECT_TRUE(input->seek_subimage(4, 0));
@@ -249,10 +249,10 @@ TEST_F(KrwInputTest, EverySeedOfTheClipFuzzerEndsInPicturesOrReasons) {
                     continue;
                 }
                 ++opened;
-                const OIIO::ImageSpec& spec = input->spec();
-                const int last = spec.get_int_attribute("oiio:subimages") - 1;
+                const OIIO::ImageSpec& image = input->spec();
+                const int last = image.get_int_attribute("oiio:subimages") - 1;
                 constexpr std::size_t kLargest = 1 << 20; // pixels; larger ones are only opened
-                if (spec.image_pixels() > kLargest) continue;
+                if (image.image_pixels() > kLargest) continue;
                 for (const int n : {0, 1, last})
                     EXPECT_TRUE(!frame(*input, n).empty() ||
                                 input->geterror().find("frame ") != std::string::npos);
