@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <ranges>
 #include <unordered_map>
 
 namespace {
@@ -85,7 +84,7 @@ class Grouping {
     /// The last record whose header is the clip's.
     [[nodiscard]] const FoundRecord& lastOf(const FoundClip& clip) const {
         const FoundRecord& first = m_records[clip.records.front()];
-        const auto own = std::ranges::find_if(clip.records | std::views::reverse, [&](std::uint32_t index) {
+        const auto own = std::find_if(clip.records.rbegin(), clip.records.rend(), [&](std::uint32_t index) {
             return isOfSameClip(first, m_records[index]);
         });
         return m_records[*own];
