@@ -7,6 +7,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
@@ -15,10 +17,10 @@
 #include <fuse3/fuse.h>
 #include <limits>
 #include <map>
-#include <regex>
 #include <string>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -166,15 +168,22 @@ void* configure(fuse_conn_info* /*connection*/, fuse_config* configuration) {
     return nullptr;
 }
 
+/// CALL=FIRST[-[LAST]]:EFFECT. False for anything else.
 bool addFault(const std::string& words) {
-    static const std::regex form(R"((\w+)=(\d+)(-(\d*))?:(\w+))");
-    std::smatch match;
-    if (!std::regex_match(words, match, form)) return false;
-    const std::uint64_t first = std::stoull(match[2]);
-    const std::uint64_t last = !match[3].matched       ? first
-                               : match[4].length() > 0 ? std::stoull(match[4])
-                                                       : std::numeric_limits<std::uint64_t>::max();
-    callsByName[match[1]].faults.push_back({first, last, match[5]});
+    const std::size_t equals = words.find('=');
+    const std::size_t colon = words.find(':');
+    if (equals == std::string::npos || colon == std::string::npos || colon < equals) return false;
+    Fault fault{0, 0, words.substr(colon + 1)};
+    const char* const end = words.data() + colon;
+    const auto first = std::from_chars(words.data() + equals + 1, end, fault.first);
+    if (first.ec != std::errc()) return false;
+    fault.last = fault.first;
+    if (first.ptr != end) {
+        if (*first.ptr != '-') return false;
+        fault.last = std::numeric_limits<std::uint64_t>::max();
+        if (first.ptr + 1 != end && std::from_chars(first.ptr + 1, end, fault.last).ptr != end) return false;
+    }
+    callsByName[words.substr(0, equals)].faults.push_back(fault);
     return true;
 }
 

@@ -240,7 +240,8 @@ std::string& complaintOfLibrary() {
 }
 
 /// Keeps the library's last complaint, which says why a mount fails.
-void keepComplaint(fuse_log_level level, const char* format, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] void keepComplaint(fuse_log_level level, const char* format,
+                                                 va_list arguments) {
     if (level > FUSE_LOG_ERR) return;
     std::array<char, 512> line{};
     const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
