@@ -94,14 +94,14 @@ class MadeUpClip final : public FrameSource {
 TEST(FrameCache, ReadsAheadWhereNeighboursAreAskedFor) {
     const auto clip = std::make_shared<MadeUpClip>(1);
     FrameCache cache(100 * kFrameBytes, 1);
-    for (const std::uint32_t frame : {20, 30, 31}) // 20 and 30 have no neighbours
+    for (const std::uint32_t frame : {20U, 30U, 31U}) // 20 and 30 have no neighbours
         (void)cache.get(clip, frame);
     EXPECT_THAT(clip->read(5), ElementsAre(20, 30, 31, 32, 33));
     (void)cache.get(clip, 19); // backwards
     EXPECT_THAT(clip->read(8), ElementsAre(20, 30, 31, 32, 33, 19, 18, 17));
     (void)cache.get(clip, 32); // there already: two more behind it
     EXPECT_EQ(clip->read(9).back(), 34);
-    for (const std::uint32_t frame : {98, 99, 1, 0}) // no further than the clip
+    for (const std::uint32_t frame : {98U, 99U, 1U, 0U}) // no further than the clip
         (void)cache.get(clip, frame);
     EXPECT_EQ(clip->read(13).back(), 0);
 }
@@ -154,7 +154,7 @@ TEST(FrameCache, ClosesWhatItHasOpenOfClipsThatAreGone) {
 /// More readers than frames fit, in two clips, some in order and some not: each gets its frame, and nothing
 /// is held beyond the limit.
 TEST(ThreadsFrameCache, StaysWithinItsLimit) {
-    for (const std::uint64_t fits : {1, 3, 10}) {
+    for (const std::uint64_t fits : {1U, 3U, 10U}) {
         const std::array clips{std::make_shared<MadeUpClip>(1), std::make_shared<MadeUpClip>(2)};
         FrameCache cache(fits * kFrameBytes, 3);
         std::atomic<int> wrong = 0;

@@ -134,7 +134,7 @@ const Damage kDamages[] = {
     {"RecordZeroed", [](TestClip& clip) { zero(recordOf(clip, 5)); }, allBut({5})},
     {"RecordsZeroed",
      [](TestClip& clip) {
-         for (const std::size_t frame : {2, 3, 4, 9})
+         for (const std::size_t frame : {2U, 3U, 4U, 9U})
              zero(recordOf(clip, frame));
      },
      allBut({2, 3, 4, 9})},
