@@ -157,7 +157,10 @@ void MemoryTiff::beginExif() {
 
 void MemoryTiff::endExif() {
     std::uint64_t offset = 0;
-    if (TIFFWriteCustomDirectory(m_tiff.get(), &offset) != 1 || TIFFCreateDirectory(m_tiff.get()) != 0)
+    const bool written = TIFFWriteCustomDirectory(m_tiff.get(), &offset) == 1;
+    TIFFFreeDirectory(
+        m_tiff.get()); // libtiff keeps a written EXIF directory's values, and begins the next one over them
+    if (!written || TIFFCreateDirectory(m_tiff.get()) != 0)
         throw std::runtime_error("the EXIF directory cannot be written");
     storeRationals(offset);
     set(TIFFTAG_EXIFIFD, offset);
