@@ -158,8 +158,8 @@ void MemoryTiff::beginExif() {
 void MemoryTiff::endExif() {
     std::uint64_t offset = 0;
     const bool written = TIFFWriteCustomDirectory(m_tiff.get(), &offset) == 1;
-    TIFFFreeDirectory(
-        m_tiff.get()); // libtiff keeps a written EXIF directory's values, and begins the next one over them
+    // libtiff keeps the values of a written EXIF directory, and begins the next one over them.
+    TIFFFreeDirectory(m_tiff.get());
     if (!written || TIFFCreateDirectory(m_tiff.get()) != 0)
         throw std::runtime_error("the EXIF directory cannot be written");
     storeRationals(offset);
