@@ -7,8 +7,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <future>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -16,9 +14,8 @@ namespace {
 namespace danraw = krwfile::danraw;
 namespace trailer = krwfile::trailer;
 
-// Small enough for a processor's cache, so that the search does not wait for memory again. Large enough to be
-// worth a thread that reads the next one meanwhile.
-constexpr std::size_t kChunk = std::size_t{2} << 20;
+// Small enough for the processor's cache, so that the search does not wait for memory again.
+constexpr std::size_t kChunk = std::size_t{1} << 20;
 // Cameras put the DANRAW_HEADER some kilobytes behind the record's start.
 constexpr std::size_t kLookBack = std::size_t{64} << 10;
 // Bytes behind a signature that have to be in memory with it.
@@ -45,81 +42,51 @@ std::optional<std::uint32_t> findStatedOffset(std::span<const std::uint8_t> byte
     return std::nullopt;
 }
 
-/// A stretch of the source in memory that moves on. The bytes behind it are read while it is searched.
+/// A stretch of the source in memory that moves on.
 class Window {
   public:
     Window(const Source& source, ByteRange range)
-        : m_source(source), m_range(range), m_bytes(kFront + kChunk), m_next(kFront + kChunk),
-          m_place(range.begin) {}
+        : m_source(source), m_range(range),
+          m_bytes(kLookBack + kLookAhead + danraw::kSignatureOffset + kChunk) {
+        m_place = range.begin;
+    }
 
     /// Keeps what lies in front of `from`, the first place that was not searched, as far as it may be needed,
-    /// and moves on. False at the end.
+    /// and reads on. False at the end.
     [[nodiscard]] bool advance(std::uint64_t& from) {
         skipHole(from);
-        const std::uint64_t reached = end();
-        if (reached >= m_range.end) return false;
-        const std::size_t more = fetch(reached);
+        const std::uint64_t end = m_place + m_size;
+        if (end >= m_range.end) return false;
         const std::size_t kept =
-            std::min<std::size_t>(m_size, reached - from + kLookBack + danraw::kSignatureOffset);
-        std::ranges::copy(bytes().last(kept), m_next.begin() + static_cast<std::ptrdiff_t>(kFront - kept));
-        std::swap(m_bytes, m_next);
-        m_first = kFront - kept;
+            std::min<std::size_t>(m_size, end - from + kLookBack + danraw::kSignatureOffset);
+        std::copy(m_bytes.begin() + static_cast<std::ptrdiff_t>(m_size - kept),
+                  m_bytes.begin() + static_cast<std::ptrdiff_t>(m_size), m_bytes.begin());
+        const std::size_t more = std::min<std::uint64_t>(m_bytes.size() - kept, m_range.end - end);
+        m_source.read(static_cast<std::int64_t>(end), std::span(m_bytes).subspan(kept, more));
+        m_place = end - kept;
         m_size = kept + more;
-        m_place = reached - kept;
-        readAhead();
         return true;
     }
 
     [[nodiscard]] std::uint64_t place() const { return m_place; }
     [[nodiscard]] std::uint64_t end() const { return m_place + m_size; }
-    [[nodiscard]] std::span<const std::uint8_t> bytes() const {
-        return std::span(m_bytes).subspan(m_first, m_size);
-    }
+    [[nodiscard]] std::span<const std::uint8_t> bytes() const { return std::span(m_bytes).first(m_size); }
 
   private:
-    // Room in front of a chunk for what is kept of the one before.
-    static constexpr std::size_t kFront = kLookBack + kLookAhead + danraw::kSignatureOffset;
-
     /// Begins anew in front of the next data when all that was not searched lies in a hole.
     void skipHole(std::uint64_t& from) {
         const std::uint64_t data = std::min(m_source.dataFrom(from), m_range.end);
-        if (data < end() + kChunk + kLookBack) return;
+        if (data < m_place + m_size + kChunk + kLookBack) return;
         m_place = data - kLookBack;
         m_size = 0;
         from = m_place;
     }
 
-    [[nodiscard]] std::size_t chunkAt(std::uint64_t place) const {
-        return std::min<std::uint64_t>(kChunk, m_range.end - place);
-    }
-    void read(std::uint64_t place) {
-        m_source.read(static_cast<std::int64_t>(place), std::span(m_next).subspan(kFront, chunkAt(place)));
-    }
-    /// Puts the chunk at this place into m_next, and returns its size.
-    std::size_t fetch(std::uint64_t place) {
-        if (m_ahead.valid()) m_ahead.wait();
-        if (m_ahead.valid() && m_aheadPlace == place)
-            m_ahead.get();
-        else
-            read(place);
-        return chunkAt(place);
-    }
-    void readAhead() {
-        m_aheadPlace = end();
-        m_ahead = {};
-        if (m_aheadPlace < m_range.end)
-            m_ahead = std::async(std::launch::async, [this, place = m_aheadPlace] { read(place); });
-    }
-
     const Source& m_source;
     ByteRange m_range;
-    std::vector<std::uint8_t> m_bytes;
-    std::vector<std::uint8_t> m_next;
     std::uint64_t m_place = 0; // of the first byte, in the source
-    std::size_t m_first = 0;   // the same in m_bytes
     std::size_t m_size = 0;
-    std::uint64_t m_aheadPlace = 0;
-    std::future<void> m_ahead; // fills m_next; goes first, and waits for that
+    std::vector<std::uint8_t> m_bytes;
 };
 
 void report(std::span<const std::uint8_t> window, std::size_t at, std::uint64_t place,
