@@ -96,7 +96,7 @@ const char* colourSpace(DisplayCurve curve) {
 OIIO::ImageSpec describeClip(const ClipPictures& pictures) {
     const Clip& clip = pictures.clip();
     OIIO::ImageSpec image(static_cast<int>(pictures.width()), static_cast<int>(pictures.height()),
-                         static_cast<int>(pictures.channels()), OIIO::TypeDesc::UINT16);
+                          static_cast<int>(pictures.channels()), OIIO::TypeDesc::UINT16);
     image.attribute("oiio:Movie", 1);
     image.attribute("oiio:subimages", static_cast<int>(clip.frames()));
     addExifItems(image, pictures.exif());
