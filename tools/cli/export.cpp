@@ -85,7 +85,7 @@ void addExport(CLI::App& program, CommandContext& context) {
         "DIR/CLIP.krw-export.json lists the frames with hashes of pictures and files.\n"
         "Examples:\n"
         "  krw export A001C003.krw -o A001C003 --frames 0-99 --jobs 4\n"
-        "  krw export -r /card -o /work/shots --mhl\n"
+        "  krw export -r /card -o /shots --mhl\n"
         "  krw export A001C003.krw -o A001C003 --format png --balance clip --resume");
     command.run([options, &context] {
         if (options->hashList) options->each.perFrame.delivery = options->hashKind;
