@@ -1,6 +1,8 @@
 #include "tools/mount/fuse_mount.h"
 
 #include "tools/mount/clip_tree.h"
+#include "tools/mount/direct_reads.h"
+#include "tools/mount/handle_table.h"
 
 #include <algorithm>
 #include <array>
@@ -12,14 +14,13 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
-#include <mutex>
 #include <pthread.h>
 #include <stdexcept>
 #include <sys/statvfs.h>
+#include <sys/uio.h>
 #include <syslog.h>
 #include <system_error>
 #include <unistd.h>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -35,44 +36,30 @@ constexpr double kSourceTimeout = 1;
 /// What a clip's state holds does not change: a clip that changes gets other nodes.
 constexpr double kFixedTimeout = 24.0 * 3600;
 
-/// Programs read in pieces of this size. Larger ones leave the processor's cache before they are used.
-constexpr unsigned kBlockSize = 1U << 17U;
+/// Programs read in pieces of this size. Pieces that pass through the page cache arrive 128 KiB at a time.
+/// What is read directly arrives in one go, up to the most that the kernel asks for.
+constexpr unsigned kCachedBlockSize = 1U << 17U;
+constexpr unsigned kDirectBlockSize = 1U << 20U;
 constexpr std::uint64_t kUnitOfBlocks = 512;
-
-/// What is open, by the numbers that the kernel gives back.
-template <class Thing>
-class HandleTable final {
-  public:
-    [[nodiscard]] std::uint64_t add(std::shared_ptr<Thing> thing) {
-        const std::scoped_lock lock(m_mutex);
-        m_things.emplace(++m_last, std::move(thing));
-        return m_last;
-    }
-    [[nodiscard]] std::shared_ptr<Thing> at(std::uint64_t handle) {
-        const std::scoped_lock lock(m_mutex);
-        return m_things.at(handle);
-    }
-    void remove(std::uint64_t handle) {
-        const std::scoped_lock lock(m_mutex);
-        m_things.erase(handle);
-    }
-
-  private:
-    std::mutex m_mutex;
-    std::uint64_t m_last = 0;
-    std::unordered_map<std::uint64_t, std::shared_ptr<Thing>> m_things;
-};
 
 /// A folder as it was when it was opened.
 using Listing = std::vector<NodeEntry>;
+
+struct OpenFile {
+    OpenFile(std::unique_ptr<MountedFile> opened, bool isDirect) : file(std::move(opened)), reads{isDirect} {}
+
+    std::unique_ptr<MountedFile> file;
+    DirectReads::File reads;
+};
 
 /// What the requests work on.
 struct Mount {
     fs::path source;
     MountLog log;
+    DirectReads directReads;
     std::unique_ptr<FrameCache> cache; // outlives tree and files
     std::unique_ptr<ClipTree> tree;
-    HandleTable<MountedFile> files;
+    HandleTable<OpenFile> files;
     HandleTable<const Listing> listings;
 };
 
@@ -99,7 +86,7 @@ void answer(fuse_req_t request, const char* what, Serve serve) {
     fuse_reply_err(request, error);
 }
 
-struct stat statusOf(const NodeAttributes& attributes) {
+struct stat statusOf(const Mount& mount, const NodeAttributes& attributes) {
     struct stat status {};
     status.st_ino = attributes.node;
     status.st_mode = attributes.isFolder ? S_IFDIR | 0555U : S_IFREG | 0444U;
@@ -107,7 +94,7 @@ struct stat statusOf(const NodeAttributes& attributes) {
     status.st_uid = ::getuid();
     status.st_gid = ::getgid();
     status.st_size = static_cast<off_t>(attributes.size);
-    status.st_blksize = kBlockSize;
+    status.st_blksize = mount.directReads.areGranted() ? kDirectBlockSize : kCachedBlockSize;
     status.st_blocks = static_cast<blkcnt_t>((attributes.size + kUnitOfBlocks - 1) / kUnitOfBlocks);
     status.st_atim = status.st_mtim = status.st_ctim = attributes.modified;
     return status;
@@ -122,7 +109,7 @@ void lookUp(fuse_req_t request, fuse_ino_t folder, const char* name) {
         const NodeAttributes attributes = mount.tree->find(folder, name);
         fuse_entry_param entry{};
         entry.ino = attributes.node;
-        entry.attr = statusOf(attributes);
+        entry.attr = statusOf(mount, attributes);
         entry.entry_timeout = entry.attr_timeout = timeoutOf(attributes);
         fuse_reply_entry(request, &entry);
     });
@@ -131,7 +118,7 @@ void lookUp(fuse_req_t request, fuse_ino_t folder, const char* name) {
 void getAttributes(fuse_req_t request, fuse_ino_t node, fuse_file_info* /*file*/) {
     answer(request, "stat", [&](Mount& mount) {
         const NodeAttributes attributes = mount.tree->attributes(node);
-        const struct stat status = statusOf(attributes);
+        const struct stat status = statusOf(mount, attributes);
         fuse_reply_attr(request, &status, timeoutOf(attributes));
     });
 }
@@ -177,18 +164,21 @@ void releaseFolder(fuse_req_t request, fuse_ino_t /*folder*/, fuse_file_info* fi
 void openFile(fuse_req_t request, fuse_ino_t node, fuse_file_info* file) {
     answer(request, "open", [&](Mount& mount) {
         const NodeAttributes attributes = mount.tree->attributes(node);
-        file->fh = mount.files.add(mount.tree->open(node));
+        std::unique_ptr<MountedFile> content = mount.tree->open(node);
+        const bool isDirect = !attributes.isFixed || mount.directReads.takeFile();
+        file->fh = mount.files.add(std::make_shared<OpenFile>(std::move(content), isDirect));
         const std::uint64_t handle = file->fh;
-        file->keep_cache = attributes.isFixed ? 1 : 0;
-        file->direct_io = attributes.isFixed ? 0 : 1;
+        file->direct_io = isDirect ? 1 : 0;
+        file->keep_cache = isDirect ? 0 : 1;
         if (fuse_reply_open(request, file) != 0) mount.files.remove(handle);
     });
 }
 
 void readFile(fuse_req_t request, fuse_ino_t /*node*/, std::size_t size, off_t offset, fuse_file_info* file) {
     answer(request, "read", [&](Mount& mount) {
-        const std::shared_ptr<MountedFile> opened = mount.files.at(file->fh);
-        const FilePart part = opened->read(static_cast<std::uint64_t>(offset), size);
+        const std::shared_ptr<OpenFile> opened = mount.files.at(file->fh);
+        if (opened->reads.isDirect) mount.directReads.note(opened->reads, size);
+        const FilePart part = opened->file->read(static_cast<std::uint64_t>(offset), size);
         std::vector<iovec> pieces;
         for (const auto& piece : part.pieces)
             pieces.push_back({const_cast<std::uint8_t*>(piece.data()), piece.size()});
@@ -234,6 +224,17 @@ fuse_lowlevel_ops operations() {
     return operations;
 }
 
+ssize_t takeRequest(int kernel, void* buffer, std::size_t size, void* mount) {
+    const ssize_t taken = ::read(kernel, buffer, size);
+    if (taken > 0) static_cast<Mount*>(mount)->directReads.see(buffer, static_cast<std::size_t>(taken));
+    return taken;
+}
+
+ssize_t giveAnswer(int kernel, iovec* pieces, int count, void* mount) {
+    if (count == 2) static_cast<Mount*>(mount)->directReads.amend(pieces[1].iov_base, pieces[1].iov_len);
+    return ::writev(kernel, pieces, count);
+}
+
 std::string& complaintOfLibrary() {
     static std::string complaint;
     return complaint;
@@ -270,6 +271,12 @@ class Session final {
         fuse_opt_free_args(&arguments);
         if (m_session == nullptr) failToMount(mountPoint);
         if (fuse_session_mount(m_session, mountPoint.c_str()) != 0) {
+            fuse_session_destroy(m_session);
+            failToMount(mountPoint);
+        }
+        const fuse_custom_io way{giveAnswer, takeRequest, nullptr, nullptr};
+        if (fuse_session_custom_io(m_session, &way, fuse_session_fd(m_session)) != 0) {
+            fuse_session_unmount(m_session);
             fuse_session_destroy(m_session);
             failToMount(mountPoint);
         }
