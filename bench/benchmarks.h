@@ -1,5 +1,5 @@
-// The benchmarks by subject. Each registers itself with Google Benchmark under "subject/name"; what it works
-// on must outlive the run.
+// The benchmarks by subject. Each registers itself with Google Benchmark as "subject/name". Its arguments
+// must outlive the run.
 #pragma once
 
 #include "bench/images.h"
@@ -10,11 +10,12 @@
 
 using BenchImages = std::vector<std::unique_ptr<BenchImage>>;
 
-/// Decoders on one image: this one, plane after plane, the peers, and what surrounds them. Throws
-/// std::runtime_error when a decoder does not give the image back bit for bit.
+/// Decoders on one image: the picture decoder, KineDec plane after plane, other decoders, and copying for
+/// comparison. Throws std::runtime_error when a decoder does not give the image back bit for bit.
 void registerDecoders(const BenchImage& image);
-/// The encoder of exported files on this image, and a peer; frames of a clip of this image, exported into
-/// memory. The clip goes into `directory`. Throws std::runtime_error when the encoder declines the image.
+/// The encoder of exported files on this image, and another encoder; the export of frames of a clip of this
+/// image into memory. The clip goes into `directory`. Throws std::runtime_error when the encoder declines the
+/// image.
 void registerExports(const BenchImage& image, const std::filesystem::path& directory);
 /// The picture decoder alone on a drawn scene of another size.
 void registerSize(const BenchImage& image);

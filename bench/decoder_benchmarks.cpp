@@ -142,8 +142,8 @@ void addMemory(const BenchImage& image) {
     });
 }
 
-/// Four tables, as one frame needs them: of KineDec, and of the picture decoder, which then has one column to
-/// decode.
+/// Builds the four tables of a frame: those of KineDec, and those of the picture decoder, which then also
+/// decodes one column.
 void addTables(const BenchImage& image) {
     benchmark::RegisterBenchmark(("tables_kinedec/" + image.name).c_str(), [&image](benchmark::State& state) {
         const auto decoder = std::make_unique<KineDec>();

@@ -55,8 +55,8 @@ struct ExportingHost {
     const TempDir out{"/dev/shm"};
 };
 
-/// Registers `work` on a clip of the image; files go into memory and are removed without being timed. `work`
-/// is made for each run, and called with the path of the file that it makes.
+/// Registers `work` on a clip of the image. Files go into memory; removing them is not timed. `makeWork`
+/// makes the work for each run; the work gets the path of the file to make.
 template <typename MakeWork>
 void addExport(const std::string& subject, const BenchImage& image, const std::filesystem::path& directory,
                MakeWork makeWork) {
@@ -76,7 +76,7 @@ void addExport(const std::string& subject, const BenchImage& image, const std::f
     benchmark::RegisterBenchmark((subject + "/" + image.name).c_str(), run)->Unit(benchmark::kMillisecond);
 }
 
-/// What an export cannot do without: read the frame, and hand as many bytes to the file system.
+/// The least work of an export: reading the frame, and handing as many bytes to the file system.
 void addReadAndWrite(const BenchImage& image, const std::filesystem::path& directory, std::uint64_t size) {
     addExport("read_and_write", image, directory, [size](ExportingHost& host) {
         return [&host, size](const std::string& path) {

@@ -14,7 +14,7 @@ struct OpenedClip {
         const OIIO::ImageSpec image = input->spec();
         picture.resize(image.image_pixels() * static_cast<std::size_t>(image.nchannels));
     }
-    /// The frames of the clip in turn, so that no frame is one that is kept.
+    /// Reads the frames in turn, so that the reader never has the next one already.
     bool readNext() {
         m_next = 1 - m_next;
         return input->read_image(m_next, 0, 0, -1, OIIO::TypeDesc::UINT16, picture.data());

@@ -1,5 +1,5 @@
-// The decoders that the picture decoder is measured against, each on one thread and on one stream that it
-// decodes again and again. What they throw is std::runtime_error.
+// The decoders that the picture decoder is compared with. Each runs on one thread and decodes one stream
+// again and again. Failures throw std::runtime_error.
 #pragma once
 
 #include "tools/clip/mosaic.h"
@@ -35,7 +35,8 @@ class FfmpegDecoder final {
 /// FFmpeg's lossless-JPEG encoder (libavcodec) on 8-bit samples, three components.
 class FfmpegEncoder final {
   public:
-    /// Takes the upper 8 of 12 bits of a mosaic's samples, as many of each row as make whole pixels.
+    /// Takes the upper 8 of 12 bits of the samples. Samples at the end of a row that do not fill a pixel are
+    /// left out.
     explicit FfmpegEncoder(const Mosaic& mosaic);
     FfmpegEncoder(const FfmpegEncoder&) = delete;
     FfmpegEncoder& operator=(const FfmpegEncoder&) = delete;
@@ -58,7 +59,7 @@ class LibRawDecoder final {
     LibRawDecoder& operator=(const LibRawDecoder&) = delete;
     ~LibRawDecoder();
 
-    /// Reads the file's directory, which a decode needs each time.
+    /// Reads the directory of the file. Call it before each decode.
     void open();
     void decode();
     [[nodiscard]] std::vector<std::uint16_t> samples() const;

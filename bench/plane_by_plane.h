@@ -1,5 +1,5 @@
-// Frame decoding the plain way, to measure the picture decoder against: one plane after another into a buffer
-// of their own, then interleaved.
+// Plain frame decoding, to compare the picture decoder with: the planes are decoded one after another into a
+// buffer, then interleaved.
 #pragma once
 
 #include "kinedec/picture_decoder.h"
@@ -9,15 +9,17 @@
 
 enum class StreamLength { unknown, known };
 
-/// Decodes four planes of `width` x `height` / 4 samples with KineDec::decode, told the streams' lengths or
-/// not, one plane behind the other in `samples`. False when a plane is rejected.
+/// Decodes four planes of `width` x `height` / 4 samples each with KineDec::decode, with or without the
+/// lengths of the streams. The planes lie one behind the other in `samples`. Returns false when a plane is
+/// rejected.
 [[nodiscard]] bool decodePlaneByPlane(std::span<const kinedec::PlaneStream, 4> planes, std::uint32_t width,
                                       std::uint32_t height, StreamLength length, std::uint16_t* samples);
 
-/// Makes the mosaic `dst` of four planes one behind the other.
+/// Interleaves four planes, which lie one behind the other, into the mosaic `dst`.
 void interleave(const std::uint16_t* samples, std::uint32_t width, std::uint32_t height, std::uint16_t* dst);
 
-/// Reads a frame record and decodes it so: header, planes, interleaving, with memory taken and released for
-/// each frame, as a reader without the picture decoder would. False when anything fails.
+/// Reads a frame record and decodes it in that way: header, planes, interleaving. Memory is taken and
+/// released for each frame, as a reader without the picture decoder would do. Returns false when anything
+/// fails.
 [[nodiscard]] bool readPlaneByPlane(std::int64_t handle, std::uint64_t recordStart, std::int32_t danrawOffset,
                                     std::uint16_t* dst);

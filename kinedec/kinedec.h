@@ -17,8 +17,7 @@
 ///
 /// Arguments common to all calls:
 /// - `codeLengths`, `codes`: 13 entries each, by category. Length 0 means that the category has no code.
-/// Other
-///   lengths are 1 to 13. A code is right-aligned and below 2^length.
+///   Other lengths are 1 to 13. A code is right-aligned and below 2^length.
 /// - `src`: the compressed bytes.
 /// - `dst`: unsigned 16-bit samples, row after row without padding. Owned by the caller. A last row that
 ///   `count` cuts is stored whole, so the buffer holds `count` rounded up to whole rows.

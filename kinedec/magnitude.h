@@ -1,6 +1,7 @@
 // Magnitude categories: how ITU-T T.81 writes a difference between a sample and its prediction. The category
-// is the number of bits of the absolute value. It is written with a prefix code. As many bits follow it and
-// say which difference of the category is meant. Everything here holds for all differences of 16-bit samples.
+// is the number of bits of the absolute value. It is written as a prefix code. As many bits follow the code,
+// and tell which difference of the category is meant. Everything here holds for all differences of 16-bit
+// samples.
 #pragma once
 
 #include <bit>

@@ -14,8 +14,8 @@ bool isInContract(const PlaneParameters& plane) {
            plane.table.isLegal();
 }
 
-// The look-up table and, a second time, the number of bits of each entry. The chain of look-ups waits for
-// these numbers and for nothing else. By themselves they are small enough to stay in the first-level cache.
+// The look-up table, and an array with only the number of bits of each entry. The chain of look-ups waits
+// only for these numbers. The array is small enough to stay in the first-level cache.
 struct SplitTable {
     SplitTable(const CodeTable& table, LookupTableView lookup) : entries(lookup.data()) {
         buildBitCounts(table, bits);
@@ -58,10 +58,10 @@ void storeSample(std::uint16_t* place, std::uint32_t value) {
     std::memcpy(place, &sample, sizeof sample);
 }
 
-// Decodes one row. `prediction` is that of the row's first sample and becomes that of the next row's. A row
-// that is not stored is decoded for its first sample and to keep in step. When a code is missing, `source`
-// stands at it. The function is not inlined, all that it calls is, and the reader is a local: so the compiler
-// keeps the reader's state in registers.
+// Decodes one row. `prediction` is that of the row's first sample, and afterwards that of the next row's. A
+// row that is not stored is decoded too: the next row needs its first sample, and the stream must reach its
+// end. When a code is missing, `source` stops at it. This function is not inlined, all functions that it
+// calls are, and the reader is a local variable. So the compiler keeps the reader's state in registers.
 template <bool kStore, class BitReader>
 [[gnu::noinline]] bool decodeRow(BitReader& source, const SplitTable& table, std::int32_t rowLength,
                                  std::uint32_t& prediction, std::uint16_t* row, std::ptrdiff_t sampleStride) {

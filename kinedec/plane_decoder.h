@@ -29,7 +29,7 @@ struct PlaneOutput {
 
 enum class StoredRows { none, even, all }; // stored rows follow one another
 
-/// What became of a plane.
+/// The result of decoding a plane.
 struct PlaneResult {
     bool decoded = false;         ///< the parameters are in KineDec's contract and every sample had a code
     std::int32_t samplesLeft = 0; ///< if one had none: samples still to be decoded at the start of its row

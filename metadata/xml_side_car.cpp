@@ -9,9 +9,8 @@
 
 namespace {
 
-/// Makes of a file's bytes the text that TiXmlDocument::LoadFile parses: up to the first NUL, with every
-/// "\r",
-/// "\n" and "\r\n" as one "\n".
+/// Makes of a file's bytes the text that TiXmlDocument::LoadFile parses: up to the first NUL, with
+/// every "\r", "\n" and "\r\n" as one "\n".
 void normalise(std::string& text) {
     std::size_t out = 0;
     for (std::size_t in = 0; in < text.size() && text[in] != '\0'; ++in) {

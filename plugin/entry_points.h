@@ -18,9 +18,8 @@ extern "C" {
 /// Creates, drives and destroys reader objects; the codes are CAMediaFile::mfxfcn. The host owns an object
 /// from creation to destruction.
 /// - MFX_CREATE without object: a new object constructed with the first 32-bit word at `record` (MFXCmdV1).
-/// - MFX_INIT: the object given, or a new one, after its MFXCmd took the record. When MFXCmd fails, the
-/// object
-///   is destroyed and the result is 0.
+/// - MFX_INIT: the object given, or a new one, after its MFXCmd took the record. When MFXCmd fails,
+///   the object is destroyed and the result is 0.
 /// - MFX_EXIT: passes the record on; 0.
 /// - MFX_DESTROY: destroys the object; 0.
 /// - MFX_GETOPENFLAGS: stores the open flags in the 32-bit word at `record`; 0.
