@@ -9,7 +9,7 @@
 
 namespace {
 
-/// True when a file of that many bytes can hold every sample of one frame: a code has a bit at least, and the
+/// True when a file of that size can hold every sample of one frame. A code takes a bit at least, and the
 /// four planes can share their bytes.
 bool canHoldFrame(std::uintmax_t fileBytes, const Clip& clip) {
     constexpr std::uintmax_t kMostSamplesInByte = std::uintmax_t{8} * krwfile::plane::kCount;
@@ -23,14 +23,15 @@ bool isAligned(const void* address) {
 } // namespace
 
 ClipPictures::ClipPictures(std::shared_ptr<const Plugin> plugin, const std::string& path,
-                           const PictureWishes& wishes)
-    : m_plugin(std::move(plugin)), m_wishes(wishes), m_clip(*m_plugin, path), m_exif(exifValues(m_clip)),
-      m_size(wishes.develop ? developedDimensions(m_clip.width(), m_clip.height(), wishes.form)
-                            : PictureDimensions{m_clip.width(), m_clip.height()}) {
-    // Callers allocate whole pictures. A few bytes that state a picture of gigabytes must not make them try.
+                           const PictureOptions& options)
+    : m_plugin(std::move(plugin)), m_options(options), m_clip(*m_plugin, path), m_exif(exifValues(m_clip)),
+      m_size(options.develop ? developedDimensions(m_clip.width(), m_clip.height(), options.form)
+                             : PictureDimensions{m_clip.width(), m_clip.height()}) {
+    // Callers allocate whole pictures. A file of a few bytes that states a picture of gigabytes must not make
+    // them try.
     std::error_code unknown;
     const std::uintmax_t fileBytes = std::filesystem::file_size(path, unknown);
-    if (!unknown && !wishes.acceptDamaged && !canHoldFrame(fileBytes, m_clip))
+    if (!unknown && !options.acceptDamaged && !canHoldFrame(fileBytes, m_clip))
         throw std::runtime_error(fmt::format("{}: {} bytes cannot hold a picture of {} x {} samples", path,
                                              fileBytes, m_clip.width(), m_clip.height()));
 }
@@ -55,13 +56,13 @@ void ClipPictures::copyRows(std::uint32_t frame, std::uint32_t begin, std::uint3
 }
 
 FrameReading ClipPictures::make(std::uint32_t frame, std::span<std::uint16_t> picture) {
-    if (!m_wishes.develop) return m_clip.read(frame, picture);
+    if (!m_options.develop) return m_clip.read(frame, picture);
     if (!m_mosaic) m_mosaic.emplace(m_clip.makePicture());
     FrameReading reading = m_clip.read(frame, *m_mosaic);
     if (reading.state == FrameReading::State::unreadable) return reading;
-    if (!m_developer) m_developer.emplace(makeDeveloper(m_clip, {m_wishes.curve, Balance::automatic}));
+    if (!m_developer) m_developer.emplace(makeDeveloper(m_clip, {m_options.curve, Balance::automatic}));
     std::uint16_t* row = picture.data();
-    m_developer->developRows(m_mosaic->view(), m_wishes.form, [&](const DevelopedRow& developed) {
+    m_developer->developRows(m_mosaic->view(), m_options.form, [&](const DevelopedRow& developed) {
         interleave(developed, row);
         row += std::size_t{3} * m_size.width;
     });
@@ -70,7 +71,7 @@ FrameReading ClipPictures::make(std::uint32_t frame, std::span<std::uint16_t> pi
 
 void ClipPictures::require(std::uint32_t frame, const FrameReading& reading) const {
     if (reading.state == FrameReading::State::ok) return;
-    if (reading.state == FrameReading::State::damaged && m_wishes.acceptDamaged) return;
+    if (reading.state == FrameReading::State::damaged && m_options.acceptDamaged) return;
     throw std::runtime_error(
         fmt::format("{}: frame {}: {}: {}", m_clip.path(), frame, stateName(reading.state), reading.reason));
 }

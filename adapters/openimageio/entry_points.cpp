@@ -1,4 +1,4 @@
-// What OpenImageIO looks up in a library NAME.imageio.so.
+// The symbols that OpenImageIO looks up in a library NAME.imageio.so.
 #include "adapters/openimageio/krw_input.h"
 
 OIIO_PLUGIN_EXPORTS_BEGIN

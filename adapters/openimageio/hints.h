@@ -1,4 +1,4 @@
-// What a caller asks of this reader when it opens a clip, beyond the plain mosaics.
+// What a caller can ask of this reader when it opens a clip.
 #pragma once
 
 #include "adapters/openimageio/clip_pictures.h"
@@ -8,10 +8,10 @@
 #include <optional>
 
 struct Hints {
-    PictureWishes pictures;
-    std::optional<std::uint32_t> onlyFrame; // is the only subimage then
+    PictureOptions pictures;
+    std::optional<std::uint32_t> onlyFrame; // the only subimage, when it is set
 };
 
-/// The attributes krw:develop, krw:size, krw:curve, krw:damaged and krw:frame of a configuration; others are
-/// for other readers. Throws std::runtime_error for a value that an attribute cannot have.
+/// Reads the attributes krw:develop, krw:size, krw:curve, krw:damaged and krw:frame of a configuration. Other
+/// attributes are ignored. Throws std::runtime_error for a value that an attribute cannot have.
 [[nodiscard]] Hints readHints(const OIIO::ImageSpec& configuration);

@@ -24,7 +24,7 @@ void addNumber(OIIO::ImageSpec& image, const char* name, const std::optional<Rat
                         static_cast<float>(static_cast<double>(number->numerator) / number->denominator));
 }
 
-/// How the clip was shot.
+/// Camera settings.
 void addExifItems(OIIO::ImageSpec& image, const ExifValues& values) {
     addText(image, "Make", values.make);
     addText(image, "Model", values.model);
@@ -33,7 +33,7 @@ void addExifItems(OIIO::ImageSpec& image, const ExifValues& values) {
     addText(image, "Exif:DateTimeOriginal", values.dateTimeOriginal);
     addNumber(image, "ExposureTime", values.exposureTime);
     addNumber(image, "FNumber", values.fNumber);
-    // The library's raw reader has the old name. Its writers of EXIF know the new one.
+    // OpenImageIO's raw reader uses the old name. Its EXIF writers know the new one.
     addNumber(image, "Exif:ISOSpeedRatings", values.iso);
     addNumber(image, "Exif:PhotographicSensitivity", values.iso);
     addNumber(image, "Exif:FocalLength", values.focalLength);
@@ -45,7 +45,7 @@ void addExifItems(OIIO::ImageSpec& image, const ExifValues& values) {
     image.attribute("FramesPerSecond", OIIO::TypeRational, rate.data());
 }
 
-/// What was shot.
+/// Production texts.
 void addSlate(OIIO::ImageSpec& image, const ClipInformation& information) {
     addText(image, "krw:Project", asciiText(information.text(InfoText::project)));
     addText(image, "krw:Scene", asciiText(information.text(InfoText::scene)));
@@ -53,7 +53,7 @@ void addSlate(OIIO::ImageSpec& image, const ClipInformation& information) {
     addText(image, "krw:Take", asciiText(information.text(InfoText::take)));
 }
 
-/// What only a mosaic has: where its colours lie, and what its samples mean.
+/// Items of mosaics: the colours of the samples, and what the samples mean.
 void addMosaicItems(OIIO::ImageSpec& image, const Clip& clip) {
     std::string pattern = clip.mosaicPattern();
     std::ranges::transform(pattern, pattern.begin(),
@@ -72,8 +72,8 @@ void addMosaicItems(OIIO::ImageSpec& image, const Clip& clip) {
                                                static_cast<float>(gains[2]), static_cast<float>(gains[1])};
         image.attribute("raw:cam_mul", OIIO::TypeDesc(OIIO::TypeDesc::FLOAT, 4), multipliers.data());
     }
-    // No "oiio:BitsPerSample": a writer that takes over 12 keeps the highest 12 bits of 16, and the samples
-    // are in the lowest.
+    // "oiio:BitsPerSample" is not set: a writer that copies the value 12 keeps the highest 12 of 16 bits, but
+    // the samples are in the lowest.
 }
 
 /// OpenImageIO's name for the curve; none for the logarithmic one.
@@ -101,9 +101,9 @@ OIIO::ImageSpec describeClip(const ClipPictures& pictures) {
     image.attribute("oiio:subimages", static_cast<int>(clip.frames()));
     addExifItems(image, pictures.exif());
     addSlate(image, clip.information());
-    if (!pictures.wishes().develop)
+    if (!pictures.options().develop)
         addMosaicItems(image, clip);
-    else if (const char* const space = colourSpace(pictures.wishes().curve))
+    else if (const char* const space = colourSpace(pictures.options().curve))
         image.attribute("oiio:ColorSpace", space);
     return image;
 }

@@ -1,4 +1,4 @@
-// What OpenImageIO is told of a clip and of each of its frames.
+// The description of a clip and of its frames for OpenImageIO.
 #pragma once
 
 #include "adapters/openimageio/clip_pictures.h"
@@ -6,11 +6,9 @@
 #include <OpenImageIO/imageio.h>
 #include <cstdint>
 
-/// Geometry and the metadata that all frames have in common. Standard items have OpenImageIO's names and
-/// those of EXIF; what neither has a name for begins with "krw:". An item that the clip does not state is
-/// left out.
+/// Geometry, and the metadata that all frames share. Standard items have the names of OpenImageIO and EXIF;
+/// all others begin with "krw:". An item that the clip does not state is left out.
 [[nodiscard]] OIIO::ImageSpec describeClip(const ClipPictures& pictures);
 
-/// Sets what differs from frame to frame: the timecode, and the subimage's name, which is its timecode in
-/// text.
+/// Sets the items of one frame: the timecode, and the subimage's name, which is the timecode as text.
 void describeFrame(OIIO::ImageSpec& image, const ClipPictures& pictures, std::uint32_t frame);

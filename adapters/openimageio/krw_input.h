@@ -7,9 +7,8 @@
 #include <memory>
 #include <string>
 
-/// One open clip. Any thread may call at any time: calls on one object wait for each other, different objects
-/// work side by side. What fails returns false, and says why in the object's error message. No exception
-/// leaves it.
+/// One open clip. Thread-safe: calls on one object wait for each other, different objects work in parallel. A
+/// call that fails returns false and sets the error message of the object. No exception leaves it.
 class KrwInput final : public OIIO::ImageInput {
   public:
     using ImageInput::open;
@@ -21,7 +20,7 @@ class KrwInput final : public OIIO::ImageInput {
     [[nodiscard]] const char* format_name() const override { return "krw"; }
     [[nodiscard]] int supports(OIIO::string_view feature) const override;
 
-    /// Looks at a few places in the file and opens no clip.
+    /// Checks a few places of the file. Opens no clip.
     [[nodiscard]] bool valid_file(const std::string& filename) const override;
     bool open(const std::string& name, OIIO::ImageSpec& newspec) override;
     bool open(const std::string& name, OIIO::ImageSpec& newspec, const OIIO::ImageSpec& config) override;
@@ -30,20 +29,20 @@ class KrwInput final : public OIIO::ImageInput {
     [[nodiscard]] int current_subimage() const override;
     /// Reads nothing.
     bool seek_subimage(int subimage, int miplevel) override;
-    /// Neither moves the current subimage.
+    /// Neither of the two changes the current subimage.
     OIIO::ImageSpec spec(int subimage, int miplevel) override;
     OIIO::ImageSpec spec_dimensions(int subimage, int miplevel) override;
 
     bool read_native_scanline(int subimage, int miplevel, int y, int z, void* data) override;
     bool read_native_scanlines(int subimage, int miplevel, int ybegin, int yend, int z, void* data) override;
-    /// Decodes a whole picture straight into the caller's memory when it is wanted as it is. Otherwise the
-    /// library's own way through the rows converts it.
+    /// Decodes a whole picture straight into the caller's memory when the caller wants all channels as 16-bit
+    /// samples without gaps. Otherwise OpenImageIO reads rows and converts them.
     bool read_image(int subimage, int miplevel, int chbegin, int chend, OIIO::TypeDesc format, void* data,
                     OIIO::stride_t xstride, OIIO::stride_t ystride, OIIO::stride_t zstride,
                     OIIO::ProgressCallback progress, void* progressData) override;
 
   private:
-    /// Does the work under the object's lock; turns exceptions into error messages.
+    /// Runs `work` under the lock of the object, and turns exceptions into error messages.
     template <class Work>
     [[nodiscard]] bool guarded(const Work& work);
 

@@ -12,11 +12,11 @@ namespace {
 
 std::filesystem::path adapterDirectory() {
     Dl_info adapter{};
-    // Any address inside this library tells which file it was loaded from.
+    // The address of a static object tells from which file this library was loaded.
     static const int kInside = 0;
     if (dladdr(&kInside, &adapter) == 0 || adapter.dli_fname == nullptr)
         throw std::runtime_error("the adapter's own directory cannot be found; set KRW_PLUGIN");
-    // Behind a symbolic link from a folder of OpenImageIO plug-ins lies the installation.
+    // OpenImageIO's folder of plug-ins may have a symbolic link to the installation.
     return std::filesystem::canonical(adapter.dli_fname).parent_path();
 }
 
@@ -24,7 +24,7 @@ std::shared_ptr<const Plugin> load() {
     const char* const named = std::getenv("KRW_PLUGIN");
     const bool isNamed = named != nullptr && *named != '\0';
     auto plugin = std::make_shared<const Plugin>(isNamed ? named : findPlugin(adapterDirectory()));
-    // OpenImageIO gets messages as error strings. A reader of its own prints nothing.
+    // OpenImageIO gets messages as error strings, so its readers print nothing.
     collectPluginMessages();
     return plugin;
 }
@@ -32,7 +32,7 @@ std::shared_ptr<const Plugin> load() {
 } // namespace
 
 std::shared_ptr<const Plugin> loadedPlugin() {
-    // Initialised by one thread while others wait, and tried again after an exception.
+    // One thread initialises it while others wait. An exception makes the next call try again.
     static const std::shared_ptr<const Plugin> plugin = load();
     return plugin;
 }

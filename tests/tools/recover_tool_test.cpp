@@ -1,4 +1,5 @@
-// `krw recover` as its users run it: where clips go, what is said, and what is never touched.
+// `krw recover` as its users run it: the files that it writes, its messages, and the files that it never
+// touches.
 
 #include "tests/tools/krw_tool.h"
 
@@ -72,20 +73,20 @@ TEST_F(RecoverTool, NeverReplacesAFileUnasked) {
     EXPECT_EQ(contents(m_dir.path("copy.krw")).size(), 3U);
 }
 
-TEST_F(RecoverTool, RefusesWhatItCannotMean) {
+TEST_F(RecoverTool, RefusesArgumentsThatMakeNoSense) {
     struct Row {
         const char* arguments;
         int status;
         const char* words;
     };
     writeCard("card.img");
-    for (const Row& row :
-         {Row{"recover card.img", 2, "--list"},
-          Row{"recover card.img -o card.img --overwrite", 2, "is the source"},
-          Row{"recover card.img -o out --list", 2, "leave -o out"},
-          Row{"recover card.img -o one.krw", 1, "2 clips were found; -o FOLDER/"},
-          Row{"recover absent.krw --list", 1, "absent.krw: No such file"},
-          Row{"recover . --list", 1, "is no file"}, Row{"recover /dev/null --list", 1, "is no file"}}) {
+    for (const Row& row : {Row{"recover card.img", 2, "--list"},
+                           Row{"recover card.img -o card.img --overwrite", 2, "is the source"},
+                           Row{"recover card.img -o out --list", 2, "leave -o out"},
+                           Row{"recover card.img -o one.krw", 1, "2 clips were found; -o FOLDER/"},
+                           Row{"recover absent.krw --list", 1, "absent.krw: No such file"},
+                           Row{"recover . --list", 1, "neither a regular file nor a"},
+                           Row{"recover /dev/null --list", 1, "neither a regular file nor a"}}) {
         const Outcome outcome = krw(row.arguments);
         EXPECT_EQ(outcome.status, row.status) << row.arguments;
         EXPECT_THAT(outcome.err, HasSubstr(row.words)) << row.arguments;
@@ -101,7 +102,7 @@ struct WrongTable {
     std::uint64_t outside = 0;      // in the JSON document; not asked for clips that do not open
 };
 
-TEST_F(RecoverTool, IsNamedWhereTheFrameTableIsWrong) {
+TEST_F(RecoverTool, OtherCommandsPointToItWhenTheFrameTableIsWrong) {
     namespace trailer = krwfile::trailer;
     const auto zeroRecord = [](TestClip& clip) {
         clip.setDanraw<std::uint32_t>(4, krwfile::danraw::kSignatureOffset, 0);

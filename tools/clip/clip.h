@@ -22,8 +22,8 @@ class ClipInformation final {
     ClipInformation(const ClipInformation&) = delete;
     ClipInformation& operator=(const ClipInformation&) = delete;
 
-    /// A text item, empty when it is unset. The carriage returns of a side-car with CRLF line ends are no
-    /// part of its values and are left out.
+    /// A text item, empty when it is unset. Carriage returns before line ends are left out: they come from
+    /// side-cars with CRLF line ends.
     [[nodiscard]] std::string text(InfoText item) const;
     [[nodiscard]] bool isSet(InfoText item) const { return m_info[item] != nullptr; }
     [[nodiscard]] std::uint32_t number(InfoNumber item) const { return m_info[item]; }
@@ -36,10 +36,10 @@ class ClipInformation final {
     QMXINFO m_info = makeDefaultInfo();
 };
 
-/// Room for one frame: a mosaic of 16-bit samples that is reused from frame to frame.
+/// Memory for one mosaic of 16-bit samples, used for one frame after another.
 class Picture final {
   public:
-    /// Throws std::bad_alloc. Pages are first used when a frame fills them, because a header can claim any
+    /// Throws std::bad_alloc. Memory is first touched when a frame fills it, because a header can claim any
     /// size.
     Picture(std::uint32_t width, std::uint32_t height);
 
@@ -53,7 +53,7 @@ class Picture final {
     std::unique_ptr<std::uint16_t[]> m_samples;
 };
 
-/// How reading one frame went.
+/// The result of reading one frame.
 struct FrameReading {
     enum class State {
         ok,
@@ -68,12 +68,12 @@ struct FrameReading {
 /// "ok", "damaged" or "unreadable".
 [[nodiscard]] const char* stateName(FrameReading::State state);
 
-/// One open clip. Not for use by several threads at once: each opens its own.
+/// One open clip. Not thread-safe: each thread opens its own.
 class Clip final {
   public:
     /// Throws std::runtime_error, "PATH: reason", when the clip does not open.
     Clip(const Plugin& plugin, std::string path);
-    /// Opens the same clip for another thread, which shares what is known of the clip's file.
+    /// Opens the same clip for another thread. The two share what was learned of the file.
     Clip(const Plugin& plugin, const Clip& other);
 
     [[nodiscard]] const std::string& path() const { return m_path; }
@@ -91,8 +91,8 @@ class Clip final {
     [[nodiscard]] CAMediaFile::AudioCadence audioCadence() const {
         return ::audioCadence(m_audio.nSamplesPerSec, m_video.stream);
     }
-    /// Frames per second as the file's header states them; the reader has the nearest of a table's rates.
-    /// Nothing when the header cannot be read or states no number above 0.
+    /// Frames per second as the header of the file states them. The reader delivers the nearest rate of a
+    /// table. Nothing when the header cannot be read or states no number above 0.
     [[nodiscard]] std::optional<float> statedRate() const;
     /// User bits of the start timecode in the file's header (SMPTE ST 331, bytes 4 to 7).
     [[nodiscard]] std::array<std::uint8_t, 4> statedUserBits() const;
@@ -111,7 +111,7 @@ class Clip final {
     [[nodiscard]] FrameReading read(std::uint32_t frame, Picture& picture) {
         return read(frame, picture.samples());
     }
-    /// Into memory of the caller's: width() * height() samples.
+    /// Reads a frame into the caller's memory: width() * height() samples.
     [[nodiscard]] FrameReading read(std::uint32_t frame, std::span<std::uint16_t> samples);
 
   private:

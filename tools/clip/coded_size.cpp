@@ -14,16 +14,16 @@ using SignedWords [[gnu::vector_size(16)]] = std::int16_t;
 using SignedBytes [[gnu::vector_size(16)]] = std::int8_t;
 constexpr std::size_t kLanes = 8; // samples in a vector of words
 
-// Categories that are counted in vectors of bytes, at twice the speed: those whose magnitudes fit a signed
-// byte. Most differences are in them.
+// Categories whose magnitudes fit a signed byte. They are counted in vectors of bytes, at twice the speed.
+// Most differences are in them.
 constexpr std::size_t kByteCategories = 7;
 constexpr std::int16_t kLargestByte = 127;
 constexpr std::size_t kWordCategories = kKineCategories - kByteCategories; // the last one is beyond the code
 // Samples that are counted together: the counts of a lane of bytes stay below 128.
 constexpr std::size_t kStretch = std::size_t{120} * 2 * kLanes;
 
-/// Number of differences of each category or a higher one. The last entry counts those beyond all
-/// categories.
+/// For each category, the number of differences in it or a higher one. The last entry counts differences
+/// beyond all categories.
 using CategoryCounts = std::array<std::uint64_t, kKineCategories + 1>;
 /// Counts of the two planes that share a row of the mosaic.
 using RowCounts = std::array<CategoryCounts, kPlanesInRow>;
@@ -69,7 +69,7 @@ class Magnitudes {
         const int difference = (sample >> m_sampleShift) - (prediction >> m_sampleShift);
         return std::abs(static_cast<std::int16_t>(difference) >> m_differenceShift);
     }
-    /// Of eight samples of a row; the neighbours stand two samples before them.
+    /// Magnitudes for eight samples of a row. The neighbour of each lies two samples before it.
     [[nodiscard]] SignedWords ofRow(const std::uint16_t* samples) const {
         auto sample = load<Words>(samples);
         auto prediction = load<Words>(samples - kPlanesInRow);
@@ -88,7 +88,7 @@ class Magnitudes {
     int m_differenceShift;
 };
 
-/// For each of some consecutive categories and each lane, how many magnitudes reach the category.
+/// Counts, for each of some consecutive categories and each lane, the magnitudes that reach the category.
 template <class Vector, class Element, std::size_t kFirst, std::size_t kCount>
 class LaneCounts {
   public:

@@ -17,8 +17,8 @@ struct FrameCoding {
     std::array<std::int32_t, krwfile::plane::kCount> shifts;
 };
 
-/// Bits of the codes that a mosaic was decoded from, plane by plane. Nothing is returned when the samples do
-/// not tell: the table is no prefix code, the planes have different shifts, or a difference has no code. The
-/// count can be wrong when a shift above 3 has pushed bits out of the samples.
+/// Bits of the codes that a mosaic was decoded from, plane by plane. Nothing when the samples do not tell: a
+/// table is no prefix code, the planes have different shifts, or a difference has no code. A shift above
+/// kLargestExactShift can push bits out of the samples; the result may then be wrong.
 [[nodiscard]] std::optional<kinedec::PlaneBits> countCodedBits(const MosaicView& mosaic,
                                                                const FrameCoding& coding);

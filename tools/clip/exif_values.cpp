@@ -44,15 +44,15 @@ std::optional<std::uint32_t> wholeNumber(std::string_view text) {
     return value > 0 ? std::optional(value) : std::nullopt;
 }
 
-/// A number item; where it is unset, the document's value. A 0 is no value.
+/// A number item, or the value in the document where the item is unset. A 0 counts as no value.
 std::optional<std::uint32_t> numberOf(const ClipInformation& information, InfoNumber item,
                                       std::string_view documented) {
     if (information.isSet(item) && information.number(item) != 0) return information.number(item);
     return wholeNumber(documented);
 }
 
-/// A date as cameras and slates write it ("2015-06-12T10:11:12...", "2017/05/06 10.20.30"), the way EXIF
-/// wants it; empty for anything else.
+/// Turns a date as cameras and slates write it ("2015-06-12T10:11:12...", "2017/05/06 10.20.30") into that of
+/// EXIF. Empty for other text.
 std::string exifDate(std::string_view date) {
     constexpr std::string_view kShape = "dddd-dd-dd-dd-dd-dd";
     if (date.size() < kShape.size()) return {};
@@ -78,7 +78,8 @@ std::optional<Rational> exposureTime(std::optional<std::uint32_t> angle, const R
     return makeRational(std::uint64_t{*angle} * rate.denominator, unit * kCircle * rate.numerator);
 }
 
-/// Eight hexadecimal digits, the eighth binary group first; else those in the clip's start timecode.
+/// Reads user bits from eight hexadecimal digits, the eighth binary group first. For other text, takes those
+/// of the clip's start timecode.
 std::array<std::uint8_t, 4> userBitsOf(std::string_view text, const Clip& clip) {
     std::uint32_t digits = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), digits, 16);

@@ -1,4 +1,4 @@
-// How a clip was shot, in the units of EXIF 2.32: what every format says that carries such metadata.
+// The camera settings of a clip in the units of EXIF 2.32, for every file format that has such metadata.
 #pragma once
 
 #include "tools/clip/clip.h"
@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-/// What the clip's header, the reader's items and the device metadata document say. Where none of
-/// them says it, a text is empty and a value unset. Texts are those of asciiText.
+/// Values from the clip's header, the reader's items and the device metadata document. Where none of them has
+/// a value, a text is empty and a number unset. Texts are in ASCII, as asciiText makes them.
 struct ExifValues {
     std::string make;
     std::string model;

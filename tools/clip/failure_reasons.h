@@ -1,4 +1,4 @@
-// Why a clip or a frame cannot be read, in words: what the plug-in's status and log line mean to a person.
+// Reasons why a clip or a frame cannot be read: the words for a status and a log line of the plug-in.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,6 @@
 /// Why a frame could not be read. Never empty.
 [[nodiscard]] std::string explainReadFailure(std::uint32_t status, const std::vector<std::string>& log);
 
-/// What is damaged in a frame that was delivered nevertheless. Only the decoder's lines in the log tell. The
-/// result is empty when nothing is damaged. `planeSamples` is the number of samples that a plane of the clip
-/// has.
+/// The damage of a frame that was delivered. Only the decoder's lines in the log tell of it. Empty when
+/// nothing is damaged. `planeSamples` is the number of samples of one plane.
 [[nodiscard]] std::string describeDamage(const std::vector<std::string>& log, std::uint64_t planeSamples);

@@ -1,5 +1,5 @@
-// Is a delivered frame whole? A colour plane is whole when its codes end where its data ends. The reader
-// cannot tell, because it decodes whatever bits there are.
+// Checks whether a delivered frame is whole. A colour plane is whole when its codes end where its data ends.
+// The reader cannot tell, because it decodes whatever bits there are.
 #pragma once
 
 #include "kinedec/plane_decoder.h"
@@ -23,28 +23,27 @@ using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
 [[nodiscard]] PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, krwfile::plane::kCount> planes,
                                        FrameSize size);
 
-/// How the planes are padded that decode and end inside their data.
+/// The padding of those planes that decode and end inside their data.
 [[nodiscard]] std::vector<PlanePadding> planePaddings(const RecordHeader& header,
                                                       const PlaneResults& results);
 
 /// Indices of the frames that a clip's padding is learned from: up to 16, spread over the clip.
 [[nodiscard]] std::vector<std::uint32_t> framesToLearnFrom(std::size_t frames);
 
-/// What is wrong with a frame's planes, in words: plane, row of the picture and byte, or how many bytes are
-/// left behind its codes. Empty when the planes are whole.
+/// The faults of a frame's planes in words: plane, row of the picture and byte, or the number of bytes behind
+/// the codes. Empty when the planes are whole.
 [[nodiscard]] std::string describePlanes(const RecordHeader& header, const PlaneResults& results,
                                          const ClipPadding& padding);
 
-/// The check of one clip's frames, by the clip's own file. Not for use by several threads at once: each has
-/// its own.
+/// Checks the frames of one clip, by the clip's own file. Not thread-safe: each thread has its own.
 class FrameCheck final {
   public:
-    /// Throws std::runtime_error when the file cannot be looked into.
+    /// Throws std::runtime_error when the file cannot be opened or has no frame table.
     explicit FrameCheck(const std::string& path) : m_file(path), m_padding(std::make_shared<Padding>()) {}
 
-    /// Why a frame that the reader delivered is damaged. The result is empty for a whole frame. `brokeOff`
-    /// says that the decoder rejected a plane. For the first frame with padding, this reads some other frames
-    /// to learn the clip's padding.
+    /// The reason why a delivered frame is damaged; empty for a whole frame. `brokeOff` is true when the
+    /// decoder rejected a plane. The first frame with padding makes this read some other frames, to learn the
+    /// padding of the clip.
     [[nodiscard]] std::string findDamage(std::uint32_t frame, const MosaicView& picture, bool brokeOff);
 
     /// The frame's header as the file has it; nothing when it cannot be read.

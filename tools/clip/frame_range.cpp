@@ -6,14 +6,14 @@
 
 namespace {
 
-/// The run's first frame that is not below `from`.
+/// The first frame of the run at or above `from`.
 std::optional<std::uint32_t> firstFrom(const FrameRun& run, std::uint32_t from) {
     if (from <= run.first) return run.first;
     if (from > run.last()) return std::nullopt;
     return run.first + (from - run.first + run.step - 1) / run.step * run.step;
 }
 
-/// The smallest frame of all runs that is not below `from`.
+/// The smallest frame of all runs at or above `from`.
 std::optional<std::uint32_t> firstFrom(const std::vector<FrameRun>& runs, std::uint32_t from) {
     std::optional<std::uint32_t> least;
     for (const FrameRun& run : runs)
@@ -44,7 +44,7 @@ FrameSet::FrameSet(std::vector<FrameRun> runs) {
         append(*frame);
 }
 
-/// Lengthens the last run where the frame goes on with it.
+/// Adds a frame: lengthens the last run when the frame continues it.
 void FrameSet::append(std::uint32_t frame) {
     ++m_size;
     if (!m_runs.empty()) {

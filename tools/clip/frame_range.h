@@ -1,4 +1,4 @@
-// Sets of a clip's frames, kept as runs: a clip can have hundreds of millions of frames.
+// Sets of frames of a clip. They are kept as runs, because a clip can have hundreds of millions of frames.
 #pragma once
 
 #include <cstddef>
@@ -28,16 +28,16 @@ class FrameSet final {
   public:
     FrameSet() = default;
     FrameSet(const FrameRange& range); // NOLINT(google-explicit-constructor): a range is a set of frames
-    /// Runs in any order; frames that several of them have are in the set once.
+    /// Runs in any order. A frame that several runs have is in the set once.
     explicit FrameSet(std::vector<FrameRun> runs);
 
-    /// Ascending runs. No run begins before the one in front of it has ended.
+    /// The runs in ascending order. No run begins before the one before it has ended.
     [[nodiscard]] const std::vector<FrameRun>& runs() const { return m_runs; }
     [[nodiscard]] std::uint32_t size() const { return m_size; }
     [[nodiscard]] bool contains(std::uint32_t frame) const;
-    /// The frame with `index` frames of the set before it; `index` is below the size.
+    /// The frame at position `index`, which is below the size.
     [[nodiscard]] std::uint32_t at(std::uint32_t index) const;
-    /// `count` of the frames, with `index` frames before the first of them.
+    /// `count` frames from position `index` on; fewer when the set ends before.
     [[nodiscard]] FrameSet part(std::uint32_t index, std::uint32_t count) const;
 
     /// Goes through the frames.

@@ -9,12 +9,12 @@
 #include <functional>
 #include <vector>
 
-/// What became of one frame.
+/// The result of the work on one frame.
 struct FrameOutcome {
     FrameReading reading;
     std::uint64_t hash = 0;             // of the mosaic, where the work makes one
     bool skipped = false;               // the frame needed no work and was not read
-    bool isLast = false;                // no frame after this one is begun
+    bool isLast = false;                // the work ends with this frame
     std::vector<std::uint8_t> output{}; // bytes that the work made of the frame
 };
 
@@ -27,9 +27,9 @@ using OutcomeTaker = std::function<void(std::uint32_t frame, FrameOutcome& outco
 /// Frames that each worker may be ahead of the taker.
 inline constexpr unsigned kFramesAhead = 2;
 
-/// Does `work` for the frames of `frames` on up to `jobs` workers (0: one per processor). The first worker
-/// uses `clip`, each other one opens the clip for itself. No more than kFramesAhead frames for each worker
-/// are begun and not yet taken. Rethrows what work or taker throw. Throws Interrupted when a signal asks to
-/// stop. The workers have ended in either case.
+/// Does `work` for each frame of `frames` on up to `jobs` workers (0: one per processor). The first worker
+/// uses `clip`; each other worker opens the clip for itself. The workers are at most kFramesAhead frames each
+/// ahead of the taker. Rethrows what `work` or `take` throws. Throws Interrupted when a signal asks to stop.
+/// In each case all workers have ended when this returns.
 void forEachFrame(const Plugin& plugin, Clip& clip, const FrameSet& frames, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take);

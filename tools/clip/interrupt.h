@@ -1,11 +1,10 @@
-// Ctrl-C and the signals of a job queue. Work under way ends in good order, so that no partial file stays
-// behind. It ends as soon as the frames under way are done. Queues send their signal twice, so a second
-// signal does no more than the first.
+// Ctrl-C and the signals of a job queue. Work ends as soon as the frames under way are done, so that no
+// partial file stays behind. Queues send their signal twice, so a second signal does no more than the first.
 #pragma once
 
 #include <stdexcept>
 
-/// Thrown where long work notices that it was asked to stop.
+/// Thrown by long work that was asked to stop.
 class Interrupted final : public std::runtime_error {
   public:
     Interrupted() : std::runtime_error("interrupted") {}
@@ -17,7 +16,7 @@ namespace interrupt {
 void listen();
 
 /// From here on, a signal ends a waiting system call with EINTR. Without this, a write to a pipe that nobody
-/// reads would wait on.
+/// reads would not end.
 void endWaits();
 
 [[nodiscard]] bool requested();

@@ -1,4 +1,4 @@
-// The items of a clip's information record by name, with where each came from.
+// The items of a clip's information record by name, and the source of each.
 #pragma once
 
 #include "tools/clip/clip.h"
@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-/// Who put a value into the information record.
+/// The source of a value in the information record.
 enum class ItemSource {
     header,  // the clip's own header
     sideCar, // a metadata file beside the clip
-    reader,  // the plug-in's own value, where neither says anything
+    reader,  // the plug-in's own value, when the other two have none
     unknown,
 };
 
@@ -26,10 +26,10 @@ struct NamedItem {
     ItemSource source;
 };
 
-/// The items that are set, texts before numbers. The device metadata document and the raw-development block
-/// are left out. `bare` is the same clip's information without side-cars, or null when that is not known.
+/// The items that are set, texts before numbers, without the device metadata document and the raw-development
+/// block. `bare` is the information of the same clip without its side-cars; null when it could not be had.
 [[nodiscard]] std::vector<NamedItem> listNamedItems(const ClipInformation& information,
                                                     const ClipInformation* bare);
 
-/// A number item as people read it: gains and gamma as fractions, an aspect ratio as two terms.
+/// The text of a number item: gains and gamma as fractions, an aspect ratio as two terms.
 [[nodiscard]] std::string numberText(const NamedItem& item);

@@ -7,12 +7,11 @@
 
 namespace {
 
-// Planes are padded to sectors, pages or blocks of a drive. A common divisor of the sizes that is larger than
-// these is chance.
+// Planes are padded to sectors, pages or blocks of a drive. A larger common divisor of the sizes is chance.
 constexpr std::uint32_t kLargestPowerOfTwo = 65536;
 constexpr std::uint32_t kLargestOther = 4096;
 
-/// The largest divisor of a common divisor that planes are padded to.
+/// The largest block size that divides a common divisor of sizes.
 std::uint32_t largestUnit(std::uint32_t divisor) {
     if (divisor == 0) return 1;
     std::uint32_t other = std::min(divisor, kLargestOther);
@@ -21,7 +20,7 @@ std::uint32_t largestUnit(std::uint32_t divisor) {
     return std::max(std::gcd(divisor, kLargestPowerOfTwo), other);
 }
 
-/// Common divisor of the planes' sizes. Plane `without` is left out; an index behind the last leaves out
+/// Common divisor of the sizes of all planes but number `without`. An index behind the last plane leaves out
 /// none.
 std::uint32_t commonDivisor(std::span<const PlanePadding> planes, std::size_t without) {
     std::uint32_t divisor = 0;
@@ -30,8 +29,8 @@ std::uint32_t commonDivisor(std::span<const PlanePadding> planes, std::size_t wi
     return divisor;
 }
 
-/// The largest block size that three quarters of the planes are filled up to. A few wrong sizes do not hide
-/// it.
+/// The largest block size that three quarters of the planes are filled up to, so that a few wrong sizes do
+/// not hide it.
 std::uint32_t commonUnit(std::span<const PlanePadding> planes) {
     constexpr std::size_t kTogether = 4; // planes whose common divisors are tried, each one left out in turn
     std::uint32_t unit = 1;
@@ -67,8 +66,8 @@ ClipPadding::ClipPadding(std::span<const PlanePadding> planes) {
     };
     const std::uint32_t fixed = quantile(10);
     const std::uint32_t often = quantile(75);
-    // Planes of a plain picture have the same size, which looks like a large block size. They leave next to
-    // nothing behind their codes, so the block size is limited by that.
+    // The planes of a uniform picture all have the same size, which looks like a large block size. They have
+    // almost no bytes behind their codes, so that number limits the block size.
     constexpr std::uint64_t kUnlikely = 256;
     const std::uint64_t unit =
         std::min<std::uint64_t>(commonUnit(planes), kUnlikely * (std::uint64_t{often} + 1));

@@ -9,7 +9,7 @@ namespace {
 
 constexpr unsigned kComparedBits = 64;
 
-/// The last bits of a plane's codes. Works from the last sample of the last row to the left.
+/// The last bits of a plane's codes, made from the last samples of its last row.
 std::optional<std::uint64_t> lastBits(const PlaneDescriptor& plane, std::size_t index,
                                       const MosaicView& picture) {
     if (plane.shift < 0 || plane.shift > kLargestExactShift || !plane.table.isPrefixCode())
@@ -19,7 +19,7 @@ std::optional<std::uint64_t> lastBits(const PlaneDescriptor& plane, std::size_t 
     std::uint64_t bits = 0;
     unsigned count = 0;
     for (std::size_t at = picture.width - 2 + index % 2; count < kComparedBits; at -= 2) {
-        if (at < 2) return std::nullopt; // the row's first sample is predicted from the row above
+        if (at < 2) return std::nullopt; // the first sample of a row depends on the row above
         const auto shifted = static_cast<std::int16_t>(row[at] - row[at - 2]);
         const std::int32_t difference = shifted >> plane.shift;
         const unsigned category = kinedec::magnitudeCategory(difference);

@@ -1,6 +1,6 @@
-// Does a plane's data end in the codes of its last samples? This tells a whole plane by its last bytes. A
-// decoder that went astray has too few or too many samples when it finds its way back, so its last ones are
-// not those of the data's end.
+// Tells a whole plane by its last bytes: its data ends in the codes of its last samples. A decoder that lost
+// its place in the stream has too few or too many samples when it finds the codes again. So its last samples
+// are not those at the end of the data.
 #pragma once
 
 #include "krw/frame_record.h"
@@ -10,12 +10,12 @@
 #include <cstdint>
 #include <span>
 
-/// Bytes to look at beside the padding: twice the 64 bits that are compared, and one for their alignment.
+/// Bytes to compare, in addition to the padding: twice 64 bits, and a byte for the alignment.
 inline constexpr std::uint32_t kTailBytes = 17;
 
-/// True when the last 64 bits of plane `index`'s codes, made again from the delivered samples, are in `tail`,
-/// the end of its data, and no more than `mostLeft` bytes lie behind them. False also when this cannot be
-/// told: the bits are there more than once, as in an even picture, the last row has fewer of them, or a shift
-/// has pushed bits out of the samples.
+/// Codes the last samples of plane `index` again, and compares the last 64 bits with `tail`, the end of the
+/// plane's data. True when the bits are there and at most `mostLeft` bytes lie behind them. False also when
+/// the comparison cannot decide: the bits occur more than once, as in a uniform picture; the last row has
+/// fewer bits; or a shift has pushed bits out of the samples.
 [[nodiscard]] bool endsInItsCodes(const PlaneDescriptor& plane, std::size_t index, const MosaicView& picture,
                                   std::uint32_t mostLeft, std::span<const std::uint8_t> tail);

@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* kPluginName = "pvx_krw.so";
 
-/// Where an installed or freshly built plug-in lies, seen from the directory of a program or of an adapter.
+/// Places of an installed or freshly built plug-in, relative to the directory of a program or of an adapter.
 constexpr std::array kPluginPlaces{".",
                                    "../plugins",
                                    "../lib/krw/plugins",
@@ -61,7 +61,7 @@ void Plugin::ReaderDeleter::operator()(CAMediaFile* reader) const {
 }
 
 Plugin::Plugin(const std::string& path) : m_path(path.empty() ? findPlugin(programDirectory()) : path) {
-    // A name without a slash would be looked for where the system keeps its libraries.
+    // The system would search its library folders for a name without a slash.
     const std::string file = fs::absolute(m_path).string();
     m_library.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));
     if (m_library == nullptr)

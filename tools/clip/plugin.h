@@ -1,4 +1,4 @@
-// The plug-in as any host gets it: found on disk, loaded at run time, used through its entry points.
+// The plug-in, as any host uses it: found on disk, loaded at run time, called through its entry points.
 #pragma once
 
 #include "host/media_file.h"
@@ -8,16 +8,16 @@
 #include <memory>
 #include <string>
 
-/// The plug-in in a program's directory, or where an installation has it, seen from there:
-/// "../lib/krw/plugins" and the like. Throws std::runtime_error when there is none.
+/// The path of the plug-in: in `directory`, or in an installation's folder of plug-ins such as
+/// "../lib/krw/plugins" relative to it. Throws std::runtime_error when there is none.
 [[nodiscard]] std::string findPlugin(const std::filesystem::path& directory);
 
 /// A loaded plug-in. It stays loaded for as long as this object lives, and must outlive its readers.
 class Plugin final {
   public:
-    /// Loads the plug-in at `path`. An empty path stands for the plug-in that findPlugin finds from the
-    /// program's directory. Throws std::runtime_error when there is none, or its interface version is not
-    /// this host's.
+    /// Loads the plug-in at `path`. An empty path stands for the one that findPlugin finds from the directory
+    /// of the program. Throws std::runtime_error when there is none, or when its interface version is not
+    /// that of this host.
     explicit Plugin(const std::string& path);
 
     /// The plug-in's verdict on a file: 0 when it can be read, otherwise a status of plugin/status.h.

@@ -1,12 +1,13 @@
-// The messages that the plug-in logs. They explain a failure, and only they say that a plane broke off while
-// decoding.
+// The messages that the plug-in logs. They explain a failure. Only they tell that a plane broke off while it
+// was decoded.
 #pragma once
 
 #include <string>
 #include <vector>
 
 /// Collects the messages that the plug-in logs on this thread while this object lives. The plug-in has no
-/// threads of its own, so they are the messages of this thread's calls. Captures on one thread nest.
+/// threads of its own, so they come from calls of this thread. A second object on the same thread collects
+/// until it is destroyed.
 class PluginMessages final {
   public:
     PluginMessages();
@@ -23,5 +24,6 @@ class PluginMessages final {
     PluginMessages* m_outer;
 };
 
-/// Sends the host's log to the captures from here on. A line without a capture on its thread is dropped.
+/// Sends the log of the host to the PluginMessages of the logging thread, from here on. Lines of a thread
+/// without one are dropped.
 void collectPluginMessages();

@@ -9,8 +9,8 @@ constexpr std::uint32_t kMinute = 60;
 constexpr std::uint32_t kHour = 3600;
 constexpr std::uint32_t kDay = 86400;
 
-/// Frame numbers that drop-frame counting leaves out at the start of every minute except each tenth one: two,
-/// at 60 frames per second four (SMPTE ST 12-1).
+/// Number of frame numbers that drop-frame counting skips at the start of every minute except each tenth:
+/// two, at 60 frames per second four (SMPTE ST 12-1).
 std::uint64_t droppedNumbers(std::uint32_t framesPerSecond) {
     return framesPerSecond / 15;
 }
@@ -53,7 +53,7 @@ std::optional<std::uint64_t> timecodeNumber(const TimecodeParts& parts, const Ti
         const std::uint64_t dropped = droppedNumbers(counting.framesPerSecond) * (minutes - minutes / 10);
         number -= std::min(number, dropped);
     }
-    // Numbers that the counting leaves out, and parts that are too large, do not lead back.
+    // Skipped numbers and parts out of range do not give the same parts again.
     return timecodeParts(number, counting) == parts ? std::optional(number) : std::nullopt;
 }
 

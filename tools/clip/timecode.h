@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-/// How a clip counts its timecode.
+/// The way in which a clip counts its timecode.
 struct TimecodeCounting {
     std::uint32_t framesPerSecond; // nominal: 24 for 23.976
-    bool dropFrame;                // leaves frame numbers out so that the timecode keeps to the clock
+    bool dropFrame;                // skips frame numbers so that the timecode agrees with the clock
 };
 
 struct TimecodeParts {

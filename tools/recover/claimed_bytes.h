@@ -1,4 +1,4 @@
-// Which bytes of a source belong to frames that are whole. No byte belongs to two.
+// The bytes of a source that belong to whole frames. No byte belongs to two.
 #pragma once
 
 #include "tools/recover/source.h"
@@ -9,7 +9,7 @@
 class ClaimedBytes final {
   public:
     [[nodiscard]] bool touches(ByteRange range) const;
-    /// Neighbours become one: the records of a clip take a single entry.
+    /// Adds bytes of one frame. Adjoining ranges become one, so the records of a clip take a single entry.
     void add(ByteRange range);
 
   private:

@@ -17,12 +17,12 @@ constexpr std::size_t kStep = std::size_t{4} << 20;
 constexpr std::uint16_t kDifferenceCoding = 9; // value of the Compression tag
 constexpr std::int32_t kCodedBits = 12;        // of samples before their shift
 constexpr std::int32_t kSampleBits = 16;
-// What a reader acts on in a file header.
+// A directory with every tag that a reader uses.
 constexpr std::size_t kLongestDirectory =
     krwfile::kEntriesOffset + krwfile::kMaxEntries * krwfile::kEntrySize;
 constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;
 
-/// Bytes at the start of a record that belong to its file header alone.
+/// Bytes at the start of a record that its file header may fill.
 std::uint32_t headerRoom(ByteView header, std::uint32_t danrawOffset) {
     std::uint32_t room = danrawOffset;
     for (std::size_t k = 0; k < krwfile::plane::kCount; ++k)
@@ -81,7 +81,7 @@ class Rebuilder {
     std::uint64_t m_end = 0;
 };
 
-/// Number of a record of the clip that has a file header; nothing when there is none.
+/// Index of a record of the clip that has a file header; nothing when there is none.
 std::optional<std::uint32_t> recordWithHeader(const Findings& findings, const ClipFindings& clip) {
     const auto found = std::ranges::find_if(
         clip.found.records, [&](std::uint32_t index) { return findings.records[index].hasFileHeader; });

@@ -1,4 +1,5 @@
-// Writing a found clip as a new file: records byte for byte, and around them what a reader needs.
+// Writing a found clip as a new file: its records byte for byte, with the file header and the trailer that
+// readers need.
 #pragma once
 
 #include "tools/export/output_file.h"
@@ -16,17 +17,17 @@ enum class HeaderOrigin {
     rebuilt,       // no record has it; levels and bit depth are guessed
 };
 
-/// Where the header will come from, when these records are written in this order.
+/// The origin of the header when these records are written in this order.
 [[nodiscard]] HeaderOrigin headerOrigin(const Findings& findings, const ClipFindings& clip,
                                         std::span<const std::uint32_t> records);
 
-/// The records to write: the whole ones, and with `keepDamaged` those others of which more than a quarter is
-/// in the source.
+/// The records to write: the whole ones. With `keepDamaged` also those damaged ones of which more than a
+/// quarter is in the source.
 [[nodiscard]] std::vector<std::uint32_t> recordsToWrite(const Source& source, const Findings& findings,
                                                         const ClipFindings& clip, bool keepDamaged);
 
-/// Writes the clip. `progress` is told the bytes of each step. Throws std::runtime_error, "PATH: reason", and
-/// Interrupted.
+/// Writes the clip. `progress` gets the number of bytes of each step. Throws std::runtime_error, "PATH:
+/// reason", and Interrupted.
 void rebuildClip(const Source& source, const Findings& findings, const ClipFindings& clip,
                  std::span<const std::uint32_t> records, const std::string& path, OutputOptions options,
                  const std::function<void(std::uint64_t bytes)>& progress);

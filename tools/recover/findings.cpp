@@ -8,7 +8,7 @@
 
 namespace {
 
-// Beyond these, the source was made up.
+// No real source has more; one that does was made to fill the memory.
 constexpr std::size_t kMostTrailers = 100'000;
 
 } // namespace

@@ -1,4 +1,4 @@
-// Everything that a source holds: its clips, frame by frame.
+// The clips of a source, frame by frame.
 #pragma once
 
 #include "tools/recover/found_clip.h"
@@ -19,12 +19,12 @@ struct Findings {
     std::vector<FoundRecord> records; // in the order of the source
     std::vector<ClipFindings> clips;  // in the order of their first records
 
-    /// No frame of what was found is missing or damaged, and something was found.
+    /// True when something was found and no frame of it is missing or damaged.
     [[nodiscard]] bool isComplete() const;
 };
 
-/// Reads the source through, checks every frame on `jobs` threads (0: one per processor) and puts clips
-/// together. `progress` is told how many bytes were looked through. Memory is bounded: 64 MiB and a frame.
-/// Throws std::runtime_error, "PATH: reason", and Interrupted when a signal asks to stop.
+/// Reads the whole source, checks every frame on `jobs` threads (0: one per processor), and groups the frames
+/// into clips. `progress` gets the number of bytes searched so far. Takes at most 64 MiB of memory and that
+/// of one frame. Throws std::runtime_error, "PATH: reason", and Interrupted when a signal asks to stop.
 [[nodiscard]] Findings findClips(const Source& source, unsigned jobs,
                                  const std::function<void(std::uint64_t done)>& progress);

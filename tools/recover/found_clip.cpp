@@ -12,13 +12,14 @@ namespace {
 
 namespace trailer = krwfile::trailer;
 
-// Clips of one camera that are looked at for the one that a record continues.
+// The clips of one camera that are tried as the one that a record continues.
 constexpr std::size_t kClipsTried = 16;
-// A trailer with a wrong table offset lies this close behind its clip's last record: table and a block.
+// A trailer with a wrong table offset counts for a clip whose last record ends this close before it: room for
+// the table and a block.
 constexpr std::int64_t kNearTrailer = std::int64_t{1} << 20;
 
-/// Where the clip of a trailer begins in the source; negative when the source has only its last part.
-/// Nothing when the trailer contradicts itself or the table.
+/// The place in the source where the clip of a trailer begins; negative when the source has only the last
+/// part of the clip. Nothing when the trailer contradicts itself or the table.
 std::optional<std::int64_t> clipStart(const Source& source, const ScannedTrailer& found) {
     if (found.frames < 1 || found.frames >= trailer::kFrameLimit || found.tableOffset > kMaxFileOffset / 2)
         return std::nullopt;
@@ -26,7 +27,7 @@ std::optional<std::int64_t> clipStart(const Source& source, const ScannedTrailer
     const std::uint64_t tableEnd = found.tableOffset + frames * trailer::kEntrySize;
     const std::uint64_t inClip = (tableEnd + trailer::kBlock - 1) / trailer::kBlock * trailer::kBlock;
     const std::int64_t start = static_cast<std::int64_t>(found.place) - static_cast<std::int64_t>(inClip);
-    // The last two entries of the table; the only one of a clip of one frame is 0.
+    // The last two entries of the table. A clip of one frame has only one entry, which is 0.
     std::array<std::uint8_t, 2 * trailer::kEntrySize> bytes{};
     source.read(start + static_cast<std::int64_t>(tableEnd - bytes.size()), bytes);
     const ByteView entries(bytes);
@@ -35,7 +36,7 @@ std::optional<std::int64_t> clipStart(const Source& source, const ScannedTrailer
     return start;
 }
 
-/// The timecode goes back, and not because it is midnight.
+/// True when the timecode goes back for another reason than midnight.
 bool goesBack(const FoundRecord& first, const FoundRecord& second) {
     const std::uint32_t minute = 60U * first.framesPerSecond;
     const bool midnight = second.timecode < minute && first.timecode > (24 * 60 - 2) * minute;
@@ -51,7 +52,7 @@ class Grouping {
         const FoundRecord& record = m_records[index];
         std::vector<std::size_t>& alike = m_alike[keyOf(record)];
         std::optional<std::size_t> clip = findClip(record, alike);
-        // A hole in the file may have taken a part of the header, and with it what the clip is known by.
+        // A hole in the file may have destroyed the part of the header that identifies the clip.
         if (!clip && record.state != RecordState::whole && adjoinsLast(record)) clip = m_last;
         if (clip) {
             m_clips[*clip].records.push_back(index);
@@ -63,7 +64,7 @@ class Grouping {
         m_clips.push_back({{index}, false, {}, {}});
     }
 
-    /// The trailer ends the clip of the last record, when that record lies in the trailer's clip.
+    /// A trailer ends the clip of the last record, when it belongs to that clip.
     void add(const ScannedTrailer& found) {
         if (m_clips.empty()) return;
         FoundClip& clip = m_clips[m_last];
@@ -81,7 +82,7 @@ class Grouping {
     [[nodiscard]] static std::uint64_t keyOf(const FoundRecord& record) {
         return record.identity ^ record.danrawOffset;
     }
-    /// The last record whose header is the clip's.
+    /// The last record of the clip whose header identifies the clip.
     [[nodiscard]] const FoundRecord& lastOf(const FoundClip& clip) const {
         const FoundRecord& first = m_records[clip.records.front()];
         const auto own = std::find_if(clip.records.rbegin(), clip.records.rend(), [&](std::uint32_t index) {
@@ -98,7 +99,7 @@ class Grouping {
                                                       const std::vector<std::size_t>& alike) const {
         const std::size_t tried = std::min(alike.size(), kClipsTried);
         const std::span latest = std::span(alike).last(tried);
-        // The record's own neighbour first: two clips can have the same timecode.
+        // A neighbour in the source comes first: two clips can have the same timecode.
         for (const auto continues : {&Grouping::isNext, &Grouping::follows, &Grouping::fillsGap})
             for (std::size_t i = tried; i-- > 0;)
                 if (!m_clips[latest[i]].hasTrailer && (this->*continues)(latest[i], record)) return latest[i];
@@ -113,7 +114,7 @@ class Grouping {
         const FoundRecord& last = lastOf(m_clips[clip]);
         return record.timecode != last.timecode && framesLeftOut(last, record) == 0U;
     }
-    /// Nothing but a gap lies between them, and the frames that the timecode leaves out fit in.
+    /// True when only a gap lies between the two, and the frames that the timecode leaves out fit into it.
     [[nodiscard]] bool fillsGap(std::size_t clip, const FoundRecord& record) const {
         if (clip != m_last) return false;
         const FoundRecord& last = lastOf(m_clips[clip]);
@@ -139,7 +140,7 @@ std::optional<std::uint64_t> framesLeftOut(const FoundRecord& first, const Found
     if (!first.hasTimecode || !second.hasTimecode || second.timecode < first.timecode) return std::nullopt;
     if (second.timecode == first.timecode) return 0;
     std::uint64_t expected = first.timecode + 1;
-    // The digits of faster clips stand still at the end of each second.
+    // The frame digits of faster clips stop at the end of each second.
     const std::uint32_t rate = first.framesPerSecond;
     if (rate > kLargestTimecodeFrames + 1 && first.timecode % rate == kLargestTimecodeFrames)
         expected = (first.timecode / rate + 1) * std::uint64_t{rate};

@@ -1,4 +1,4 @@
-// Records put together to clips, and what is missing in each.
+// Records grouped into clips, and the frames that each clip lacks.
 #pragma once
 
 #include "tools/recover/found_record.h"
@@ -12,26 +12,27 @@
 
 /// A place in a clip where frames are missing.
 struct MissingFrames {
-    std::size_t before;   // index in the clip's records of what follows; their number for the end
-    std::uint64_t frames; // 0: nobody knows how many
+    std::size_t before;   // index in the clip's records of the next one; their number at the end
+    std::uint64_t frames; // 0: the number is unknown
 };
 
 struct FoundClip {
     std::vector<std::uint32_t> records; // indices into all records, in the clip's order
     bool hasTrailer = false;
-    std::optional<std::uint32_t> framesByTrailer; // of a trailer that can be believed
+    std::optional<std::uint32_t> framesByTrailer; // of a trailer without contradictions
     std::vector<MissingFrames> missing;
 
     [[nodiscard]] bool isComplete() const { return missing.empty(); }
 };
 
-/// Groups records, which are in the order of the source. A record continues a clip when geometry, rate,
-/// camera and production are the clip's, and it lies at the end of the clip's last record, or its timecode
-/// follows, or as many frames as the timecode leaves out fit between. A damaged record at the end of the
-/// clip's last record belongs to the clip whatever its header says. A trailer ends a clip.
+/// Groups records that are in the order of the source. A record continues a clip when geometry, rate, camera
+/// and production are those of the clip and one of these is true: it begins where the last record of the clip
+/// ends; its timecode is the next one; the frames that its timecode leaves out fit into the gap. A damaged
+/// record that begins where the last record ends belongs to the clip whatever its header says. A trailer ends
+/// a clip.
 [[nodiscard]] std::vector<FoundClip> groupRecords(const Source& source, std::span<const FoundRecord> records,
                                                   std::span<const ScannedTrailer> trailers);
 
-/// Frames that the timecode leaves out between two records of a clip: 0 when it follows or stands still,
-/// nothing when it goes back or is no timecode.
+/// Number of frames that the timecode leaves out between two records of a clip. It is 0 when the timecode of
+/// the second is the next one or the same. Nothing when the timecode goes back or is none.
 [[nodiscard]] std::optional<std::uint64_t> framesLeftOut(const FoundRecord& first, const FoundRecord& second);

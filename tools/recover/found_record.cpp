@@ -14,7 +14,7 @@ namespace {
 namespace danraw = krwfile::danraw;
 namespace plane = krwfile::plane;
 
-// What a camera sets before a recording and keeps until its end.
+// Fields that a camera sets before a recording and keeps to its end.
 constexpr std::array kConstantFields{
     danraw::kManufacturer,
     danraw::TextField{danraw::kWidth, 4},
@@ -32,9 +32,9 @@ constexpr std::array kConstantFields{
     danraw::kNote3,
 };
 
-// Bits that the conversion wants beside the base.
+// Bits that tc2Frame expects beside the base.
 constexpr std::uint32_t kTimecodeFlags = 0x1200;
-// What may lie between a record's parts: padding.
+// Padding that may lie between the parts of a record.
 constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;
 
 struct Extent {
@@ -79,7 +79,7 @@ void describeRecord(FoundRecord& record, ByteView header, std::uint32_t danrawOf
     record.dropFrame = tcDropFrame() != 0;
     record.framesPerSecond =
         static_cast<std::uint16_t>(timecodeCounting(rate.rate, rate.scale, false).framesPerSecond);
-    // The stated length may count padding. A length that is far off is damaged itself.
+    // The stated length may include padding. A length that is far off is damaged itself.
     const std::uint64_t end = extentOf(header, danrawOffset).end;
     const bool plausible = record.length >= end && record.length <= end + end / 4 + kSlack;
     record.size = plausible ? record.length : end;

@@ -8,13 +8,13 @@
 
 namespace {
 
-// Files begin on a sector of a disk image.
+// In a disk image, files begin on a sector.
 constexpr std::int64_t kSector = 512;
-// What a file system or a partition table has something in.
+// A file system or a partition table has data here.
 constexpr std::size_t kFirstBlock = 4096;
 
-/// By how much the timecode of a clip goes on from one record to its neighbour, most of the time: 0 for a
-/// timecode that stands still.
+/// The most frequent step of the timecode from one record of a clip to the next; 0 for a timecode that stands
+/// still.
 std::uint32_t usualStep(std::span<const FoundRecord> records, const FoundClip& clip) {
     constexpr std::uint32_t kLargestStep = 4; // a fast clip may count every second or fourth frame
     std::array<std::size_t, kLargestStep + 1> steps{};
@@ -29,7 +29,7 @@ std::uint32_t usualStep(std::span<const FoundRecord> records, const FoundClip& c
     return *most == 0 ? 1 : static_cast<std::uint32_t>(most - steps.begin());
 }
 
-/// Where records begin, and where records and trailers end, in ascending order.
+/// The places where records begin, and where records and trailers end, in ascending order.
 struct Joints {
     std::vector<std::int64_t> starts;
     std::vector<std::int64_t> ends;
@@ -46,7 +46,7 @@ class MissingFramesOfClip {
         findGaps();
         findLostEnd();
         if (!m_clip.framesByTrailer || *m_clip.framesByTrailer <= m_clip.records.size() + m_known) return;
-        // The trailer counted more. Where they are missing, only the rest of the clip tells.
+        // The trailer counts more frames than were found. The rest of the clip tells where they are missing.
         const std::uint64_t more = *m_clip.framesByTrailer - m_clip.records.size() - m_known;
         const auto unknown = std::ranges::find(m_clip.missing, 0U, &MissingFrames::frames);
         if (unknown != m_clip.missing.end())
@@ -89,7 +89,8 @@ class MissingFramesOfClip {
         }
     }
 
-    /// A file begins with its first record. In a disk image it begins on a sector, behind other things.
+    /// A file begins with its first record. A disk image has other data before a file, which begins on a
+    /// sector.
     void findLostBegin() {
         const std::int64_t start = record(0).start();
         const Source::Part& part = m_source.parts()[m_source.partAt(record(0).danraw)];
@@ -111,7 +112,7 @@ class MissingFramesOfClip {
                std::ranges::all_of(block, [fill](std::uint8_t byte) { return byte == fill; });
     }
 
-    /// Behind the last record of an unfinished clip in a file of its own there is nothing.
+    /// In a file of its own, an unfinished clip ends with its last record.
     void findLostEnd() {
         const FoundRecord& last = record(m_clip.records.size() - 1);
         if (m_clip.hasTrailer || last.length == 0 || last.state == RecordState::cutShort) return;
@@ -127,7 +128,8 @@ class MissingFramesOfClip {
         if (!anotherFollows && !isStoredTable(last.end(), partEnd)) miss(m_clip.records.size(), 0);
     }
 
-    /// The table of a finished clip that lost its trailer. It begins with the places of the first records.
+    /// True for the table of a finished clip that lost its trailer. It begins with the places of the first
+    /// records.
     [[nodiscard]] bool isStoredTable(std::int64_t place, std::int64_t end) const {
         constexpr std::size_t kEntry = krwfile::trailer::kEntrySize;
         std::array<std::uint8_t, 2 * kEntry> bytes{};

@@ -1,4 +1,5 @@
-// What a found clip lacks: gaps in its timecode, holes between its records, frames that its trailer counted.
+// The frames that a found clip lacks: gaps in its timecode, holes between its records, frames that its
+// trailer counts.
 #pragma once
 
 #include "tools/recover/found_clip.h"
@@ -6,6 +7,6 @@
 #include <span>
 #include <vector>
 
-/// Fills in `missing` of each clip. The clips are in the order of their first records.
+/// Sets `missing` of each clip. The clips are in the order of their first records.
 void findMissingFrames(const Source& source, std::span<const FoundRecord> records,
                        std::span<const ScannedTrailer> trailers, std::vector<FoundClip>& clips);

@@ -1,4 +1,5 @@
-// Decoding planes on all processors, without keeping a sample: do their codes end where their data end?
+// Decoding planes on several threads, without keeping a sample, to find out whether their codes end where
+// their data end.
 #pragma once
 
 #include "kinedec/plane_decoder.h"
@@ -14,22 +15,22 @@
 
 /// A plane in the source.
 struct PlanePlace {
-    std::uint64_t offset = 0; // its bytes lie inside the source
+    std::uint64_t offset = 0; // in the source; all bytes of the plane lie inside it
     std::uint32_t bytes = 0;
     kinedec::PlaneParameters parameters;
 };
 
-/// Threads that check planes, in any order. Each holds one plane's bytes.
+/// Threads that check planes, in any order. Each thread has memory for one plane.
 class PlaneChecks final {
   public:
     /// `jobs` threads, 0 for one per processor. The source must outlive the object.
     PlaneChecks(const Source& source, unsigned jobs);
-    /// Planes that were not begun are given up.
+    /// Drops planes whose check has not begun.
     ~PlaneChecks();
     PlaneChecks(const PlaneChecks&) = delete;
     PlaneChecks& operator=(const PlaneChecks&) = delete;
 
-    /// The result, or what Source::read throws, is in the future.
+    /// Queues a plane. The future holds the result, or what Source::read throws.
     [[nodiscard]] std::future<kinedec::PlaneResult> check(const PlanePlace& place);
 
   private:

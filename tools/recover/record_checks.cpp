@@ -16,11 +16,11 @@ constexpr std::uint64_t kMostPendingBytes = std::uint64_t{24} << 20;
 constexpr std::size_t kMostPending = 1024;
 // Cameras put the DANRAW_HEADER some kilobytes behind the record's start.
 constexpr std::uint64_t kFarthestHeader = std::uint64_t{64} << 10;
-// One run meets few kinds of cameras.
+// One source has clips of few kinds of cameras.
 constexpr std::size_t kMostStated = 8;
 
-// Planes are checked once, or once for each place where their record may begin. In a file made to keep the
-// checks busy, the same bytes are planes of many records.
+// A plane is checked once for each place where its record may begin, which is once for most. In a file that
+// was made to keep the checks busy, the same bytes are planes of many records.
 constexpr std::uint64_t kMostPasses = 32;
 
 void keepBetter(FoundRecord& best, const FoundRecord& other) {
@@ -65,7 +65,7 @@ std::vector<std::uint32_t> RecordChecks::possibleOffsets(const ScannedHeader& he
     for (std::size_t k = 0; k < plane::kCount; ++k)
         nearest = std::min(nearest, planeDescriptor(header.danraw, k).dataOffset);
     if (nearest > danraw::kSize) offsets.push_back(nearest - static_cast<std::uint32_t>(danraw::kSize));
-    // A clip's first record begins where its file begins.
+    // The first record of a clip begins where its file begins.
     const std::uint64_t inPart = header.place - m_source.parts()[m_source.partAt(header.place)].bytes.begin;
     if (inPart > 0 && inPart <= kFarthestHeader) offsets.push_back(static_cast<std::uint32_t>(inPart));
     std::vector<std::uint32_t> once;
@@ -132,7 +132,7 @@ void RecordChecks::settle(Pending& pending) {
 
 void RecordChecks::store(const Pending& pending) {
     const FoundRecord& record = pending.record;
-    // What looks like a record inside a frame that is whole is part of that frame's codes.
+    // A record that lies inside a whole frame is part of the codes of that frame.
     if (record.state == RecordState::claimed || m_claimed.touches(headerRange(record))) return;
     if (record.state == RecordState::whole) {
         const auto places = planePlaces(m_source, record, ByteView(pending.header));
@@ -169,7 +169,7 @@ void RecordChecks::add(const ScannedHeader& header) {
     pending.record.hasFileHeader = header.statedOffset.has_value();
     std::ranges::copy(header.danraw.bytes(0, danraw::kSize), pending.header.begin());
     pending.offsets = possibleOffsets(header);
-    if (pending.offsets.empty()) return; // planes in front of the header, and no file header
+    if (pending.offsets.empty()) return; // the planes lie before the header, and there is no file header
     std::uint64_t bytes = 0;
     for (std::size_t k = 0; k < plane::kCount; ++k)
         bytes += planeDescriptor(header.danraw, k).dataSize;
@@ -186,7 +186,7 @@ void RecordChecks::tryLaterOffsets() {
         if (unsettled.tried == m_stated.size()) continue;
         Pending pending;
         pending.record = m_records[unsettled.record];
-        pending.offsets = {0}; // settle begins with the second one
+        pending.offsets = {0}; // `settle` drops the first one
         pending.offsets.insert(pending.offsets.end(),
                                m_stated.begin() + static_cast<std::ptrdiff_t>(unsettled.tried),
                                m_stated.end());

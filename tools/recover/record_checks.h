@@ -1,4 +1,4 @@
-// From the headers that a scan finds to checked records: where each begins, and whether its planes are whole.
+// Checks the records whose headers a scan finds: where each begins, and whether its planes are whole.
 #pragma once
 
 #include "krw/format.h"
@@ -14,21 +14,21 @@
 #include <future>
 #include <vector>
 
-/// Records that one run keeps: 23 MiB of them. A card of 2 TB with frames of 5 MB has fewer.
+/// The most records of one run. They take 23 MiB. A card of 2 TB with frames of 5 MB has fewer.
 inline constexpr std::size_t kMostRecords = 500'000;
 
-/// Checks planes while the scan goes on. At most 24 MiB of planes are under way, or one frame.
+/// Checks planes while the scan goes on. At most 24 MiB of planes, or one frame, wait for their check.
 class RecordChecks final {
   public:
     RecordChecks(const Source& source, unsigned jobs) : m_source(source), m_planes(source, jobs) {
-        // Memory that is not touched costs nothing. Growing would take twice as much.
+        // Reserved memory that is not touched costs nothing. A growing vector would take twice as much.
         m_records.reserve(kMostRecords);
     }
 
     /// Waits until there is room for the record. Throws std::runtime_error for more than kMostRecords, and
     /// what Source::read throws.
     void add(const ScannedHeader& header);
-    /// The records in the order of the source, when the last one has been added.
+    /// Returns the records in the order of the source. Call it after the last `add`.
     [[nodiscard]] std::vector<FoundRecord> finish();
 
   private:
@@ -38,23 +38,22 @@ class RecordChecks final {
     struct Pending {
         FoundRecord record;
         Header header;
-        std::vector<std::uint32_t>
-            offsets; // where the DANRAW_HEADER may lie in the record; the first is being tried
+        std::vector<std::uint32_t> offsets; // of the DANRAW_HEADER in the record, the one under test first
         bool underWay = false;
         Results results;
         std::uint64_t bytes = 0;
     };
 
     [[nodiscard]] std::vector<std::uint32_t> possibleOffsets(const ScannedHeader& header) const;
-    /// Describes the record for one place of its start and begins the check, when there is anything to check.
+    /// Describes the record for one assumed start, and begins the check when there is something to check.
     void begin(Pending& pending, std::uint32_t danrawOffset);
-    /// Takes the result of the check under way.
+    /// Takes the result of the check that is under way.
     void end(Pending& pending);
-    /// Tries the places and keeps the best one. The first may be under way.
+    /// Tries all assumed starts and keeps the best. The check of the first may be under way.
     void settle(Pending& pending);
     void settleOldest();
     void store(const Pending& pending);
-    /// Tries again with places that file headers stated later.
+    /// Tries again with the starts that later file headers stated.
     void tryLaterOffsets();
 
     const Source& m_source;
@@ -72,9 +71,10 @@ class RecordChecks final {
     std::vector<FoundRecord> m_records;
 };
 
-/// Where the planes of a record lie in the source, those of it that lie inside.
+/// The planes of a record that lie inside the source.
 [[nodiscard]] std::vector<PlanePlace> planePlaces(const Source& source, const FoundRecord& record,
                                                   ByteView danraw);
 
-/// Every sample takes a bit or more. A plane with fewer is damaged, and decoding it would go on in zeros.
+/// False for a plane with fewer bits than samples. Every sample takes a bit or more, so such a plane is
+/// damaged. Decoding it would only read zeros behind its data.
 [[nodiscard]] bool canHoldSamples(const PlanePlace& place);

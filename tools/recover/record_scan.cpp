@@ -14,15 +14,15 @@ namespace {
 namespace danraw = krwfile::danraw;
 namespace trailer = krwfile::trailer;
 
-// Small enough for the processor's cache, so that the search does not wait for memory again.
+// A chunk stays in the processor's cache, so that the search does not fetch it from memory again.
 constexpr std::size_t kChunk = std::size_t{1} << 20;
 // Cameras put the DANRAW_HEADER some kilobytes behind the record's start.
 constexpr std::size_t kLookBack = std::size_t{64} << 10;
-// Bytes behind a signature that have to be in memory with it.
+// Bytes behind a signature that must be in memory with it.
 constexpr std::size_t kLookAhead = danraw::kSize - danraw::kSignatureOffset;
 static_assert(kLookAhead >= trailer::kSize);
 
-/// The distance that a file header in `bytes` states, if it is the distance to `place`.
+/// The distance to `place` that a file header in `bytes` states; nothing when no header states that distance.
 std::optional<std::uint32_t> findStatedOffset(std::span<const std::uint8_t> bytes, std::size_t place) {
     constexpr std::size_t kNearest = krwfile::kEntriesOffset + krwfile::kEntrySize;
     if (place < kNearest) return std::nullopt;
@@ -42,7 +42,7 @@ std::optional<std::uint32_t> findStatedOffset(std::span<const std::uint8_t> byte
     return std::nullopt;
 }
 
-/// A stretch of the source in memory that moves on.
+/// A part of the source in memory that moves forward.
 class Window {
   public:
     Window(const Source& source, ByteRange range)
@@ -51,8 +51,8 @@ class Window {
         m_place = range.begin;
     }
 
-    /// Keeps what lies in front of `from`, the first place that was not searched, as far as it may be needed,
-    /// and reads on. False at the end.
+    /// Reads on. Keeps the bytes before `from`, the first place that was not searched, as far as they may be
+    /// needed. Returns false at the end.
     [[nodiscard]] bool advance(std::uint64_t& from) {
         skipHole(from);
         const std::uint64_t end = m_place + m_size;
@@ -73,7 +73,7 @@ class Window {
     [[nodiscard]] std::span<const std::uint8_t> bytes() const { return std::span(m_bytes).first(m_size); }
 
   private:
-    /// Begins anew in front of the next data when all that was not searched lies in a hole.
+    /// When the unsearched rest lies in a hole, moves on to the next data.
     void skipHole(std::uint64_t& from) {
         const std::uint64_t data = std::min(m_source.dataFrom(from), m_range.end);
         if (data < m_place + m_size + kChunk + kLookBack) return;
@@ -117,7 +117,7 @@ bool isFrameHeader(ByteView header) {
 
 void scanRecords(const Source& source, ByteRange range, const ScanEvents& events) {
     Window window(source, range);
-    std::uint64_t next = range.begin; // the first place that was not looked at
+    std::uint64_t next = range.begin; // the first place that was not searched
     while (window.advance(next)) {
         const std::span<const std::uint8_t> bytes = window.bytes();
         const bool last = window.end() == range.end;

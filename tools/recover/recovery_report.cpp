@@ -13,7 +13,7 @@ namespace {
 namespace danraw = krwfile::danraw;
 using Json = nlohmann::ordered_json;
 
-/// What the header of a clip's first record says.
+/// Values from the header of the first record of a clip.
 struct ClipDetails {
     FrameSize size;
     FrameRate rate;
@@ -87,7 +87,7 @@ bool allCounted(const ClipFindings& clip) {
     return std::ranges::none_of(clip.found.missing, [](const auto& missing) { return missing.frames == 0; });
 }
 
-/// A text from a file, fit for a terminal.
+/// Text from a file, safe for a terminal.
 std::string shown(std::string text) {
     std::ranges::replace_if(
         text, [](char character) { return (character >= 0 && character < ' ') || character == 0x7F; }, '?');

@@ -1,4 +1,4 @@
-// What was found in a source and what became of it, for people and for programs.
+// The report on a source: the clips that were found and those that were written, for people and for programs.
 #pragma once
 
 #include "tools/recover/clip_rebuilder.h"
@@ -10,7 +10,7 @@
 
 /// A clip that was written.
 struct WrittenClip {
-    std::string path; // empty: it was not
+    std::string path; // empty when it was not written
     std::size_t frames = 0;
     HeaderOrigin header = HeaderOrigin::ownRecord;
 };

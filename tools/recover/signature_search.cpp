@@ -11,7 +11,7 @@ using Bytes [[gnu::vector_size(16)]] = std::uint8_t;
 using Words [[gnu::vector_size(16)]] = std::uint64_t;
 
 constexpr std::size_t kVector = sizeof(Bytes);
-constexpr std::size_t kUnrolled = 8; // vectors between two looks at what was found
+constexpr std::size_t kUnrolled = 8; // vectors that are searched before the result is looked at
 
 constexpr std::uint8_t byteOf(std::uint32_t signature, unsigned index) {
     return static_cast<std::uint8_t>(signature >> 8 * index);
@@ -23,7 +23,7 @@ constexpr std::uint8_t byteOf(std::uint32_t signature, unsigned index) {
     return vector;
 }
 
-/// Non-zero lanes where the first and the last byte of a signature stand.
+/// Lanes that are not zero mark places that have the first and the last byte of a signature.
 [[nodiscard]] inline Bytes matches(const std::uint8_t* at) {
     constexpr std::uint32_t kFrame = krwfile::danraw::kSignature;
     constexpr std::uint32_t kTrailer = krwfile::trailer::kMagic;

@@ -15,12 +15,12 @@ namespace {
     throw std::runtime_error(fmt::format("{}: {}", path, std::generic_category().message(error)));
 }
 
-/// Size of a file or of a block device. Nothing else has one that can be read again.
+/// Size of a file or of a block device. Other kinds of files have no size, or cannot be read twice.
 std::uint64_t sizeOf(const std::string& path, int descriptor) {
     struct stat information {};
     if (::fstat(descriptor, &information) != 0) fail(path, errno);
     if (!S_ISREG(information.st_mode) && !S_ISBLK(information.st_mode))
-        throw std::runtime_error(fmt::format("{}: is no file and no block device", path));
+        throw std::runtime_error(fmt::format("{}: is neither a regular file nor a block device", path));
     const off_t size = ::lseek(descriptor, 0, SEEK_END);
     if (size < 0) fail(path, errno);
     return static_cast<std::uint64_t>(size);
@@ -59,7 +59,7 @@ std::uint64_t Source::dataFrom(std::uint64_t offset) const {
         const std::uint64_t inFile = std::max(offset, bytes.begin) - bytes.begin;
         const off_t data = ::lseek(m_descriptors[i], static_cast<off_t>(inFile), SEEK_DATA);
         if (data >= 0) return bytes.begin + static_cast<std::uint64_t>(data);
-        if (errno != ENXIO) return offset; // the file system does not tell
+        if (errno != ENXIO) return offset; // the file system does not know holes
     }
     return size();
 }

@@ -1,4 +1,4 @@
-// What frames are recovered from: files of any kind, read as they are and never written.
+// The source of a recovery: files of any kind, which are only read.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@ struct ByteRange {
     std::uint64_t end = 0;
 };
 
-/// One or several files, one behind the other: the fragments of a clip, in order, are one run of bytes again.
-/// Reading is safe on several threads at once.
+/// One or several files, one behind the other, so that fragments of a clip are one run of bytes again.
+/// Threads may read at the same time.
 class Source final {
   public:
     struct Part {
         std::string path;
-        ByteRange bytes; // where the file lies in the run
+        ByteRange bytes; // of the file in the run
     };
 
     /// Opens files and block devices for reading. Throws std::runtime_error, "PATH: reason".
@@ -29,14 +29,14 @@ class Source final {
 
     [[nodiscard]] std::uint64_t size() const { return m_parts.back().bytes.end; }
     [[nodiscard]] std::span<const Part> parts() const { return m_parts; }
-    /// Number of the part that holds the byte at `offset`, the last one for the end of the run.
+    /// Index of the part that holds the byte at `offset`; the last one for the end of the run.
     [[nodiscard]] std::size_t partAt(std::uint64_t offset) const;
 
-    /// Fills `bytes` from `offset`; what lies outside the run reads as 0. Throws std::runtime_error when the
-    /// device gives an error.
+    /// Fills `bytes` from `offset`. Bytes outside the run read as 0. Throws std::runtime_error, "PATH:
+    /// reason", when the device reports an error.
     void read(std::int64_t offset, std::span<std::uint8_t> bytes) const;
 
-    /// Where the next byte at `offset` or behind it lies that is not in a hole of a sparse file.
+    /// Offset of the next byte at or after `offset` that is not in a hole of a sparse file.
     [[nodiscard]] std::uint64_t dataFrom(std::uint64_t offset) const;
 
   private:

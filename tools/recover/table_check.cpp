@@ -40,7 +40,7 @@ std::optional<Trailer> findTrailer(const Source& source) {
         {start, start + trailer::kSize}, view.i32(trailer::kFrameCount), view.u64(trailer::kTableOffset)};
 }
 
-/// Why readers do not use the trailer; empty when they do.
+/// Why readers do not use the trailer; empty when they use it.
 std::string troubleWith(const std::optional<Trailer>& found, std::uint64_t size) {
     if (!found) return "the file does not end with a trailer";
     if (found->frames < 1 || found->frames >= trailer::kFrameLimit)
@@ -52,7 +52,7 @@ std::string troubleWith(const std::optional<Trailer>& found, std::uint64_t size)
     return {};
 }
 
-/// The records that the table leads to: places of their DANRAW_HEADERs and what they cover.
+/// The records that the table leads to: places of their DANRAW_HEADERs, and the bytes that the records cover.
 struct KnownRecords {
     std::vector<std::uint64_t> headers;
     std::vector<ByteRange> covered;
@@ -79,7 +79,7 @@ KnownRecords readRecords(ClipFile& file, TableReport& report) {
     return known;
 }
 
-/// Frame records in what no known record covers.
+/// Counts the frame records in bytes that no known record covers.
 std::uint64_t countOthers(const Source& source, const KnownRecords& known) {
     std::uint64_t others = 0;
     ScanEvents events;
@@ -100,7 +100,7 @@ std::uint64_t countOthers(const Source& source, const KnownRecords& known) {
     return others;
 }
 
-/// A frame record begins in the first bytes of the source.
+/// True when the first bytes of the source hold a frame record.
 bool holdsFrameRecord(const Source& source) {
     constexpr std::uint64_t kSearched = std::uint64_t{256} << 20;
     constexpr std::uint64_t kStep = std::uint64_t{16} << 20;
@@ -109,13 +109,13 @@ bool holdsFrameRecord(const Source& source) {
     events.header = [&found](const ScannedHeader&) { found = true; };
     events.trailer = [](const ScannedTrailer&) {};
     const std::uint64_t end = std::min(source.size(), kSearched);
-    // A header can lie across two steps.
+    // Steps overlap, because a header can lie across two of them.
     for (std::uint64_t begin = 0; begin < end && !found; begin += kStep)
         scanRecords(source, {begin, std::min(begin + kStep + danraw::kSize, end)}, events);
     return found;
 }
 
-/// The clip's file as readers see it; null when it has no table that they can use.
+/// Opens the clip's file as readers do. Null when it has no table that they can use.
 std::unique_ptr<ClipFile> openTable(const std::string& path) {
     try {
         return std::make_unique<ClipFile>(path);
@@ -157,6 +157,6 @@ std::string explainUnusable(const std::string& path) {
         if (holdsFrameRecord(source)) words += "; it holds frame records, which krw recover gets out";
         return words;
     } catch (const std::runtime_error&) {
-        return {}; // the reader's own reason says it
+        return {}; // the reader's own message tells why
     }
 }

@@ -11,7 +11,7 @@ namespace {
 
 namespace plane = krwfile::plane;
 
-// Damaged frames of a clip that are looked at a second time, for the reason in words.
+// Damaged frames of a clip that are decoded a second time, to put the reason into words.
 constexpr std::size_t kMostReasons = 1000;
 
 struct CheckedPlanes {
@@ -19,7 +19,7 @@ struct CheckedPlanes {
     PlaneResults results;
 };
 
-/// Nothing when a plane lies outside the source, or has fewer bits than samples.
+/// The results for all planes. Nothing when a plane lies outside the source or has fewer bits than samples.
 std::optional<CheckedPlanes> checkRecord(const Source& source, const FoundRecord& record) {
     CheckedPlanes checked;
     source.read(static_cast<std::int64_t>(record.danraw), checked.header.bytes);
@@ -37,7 +37,7 @@ std::optional<CheckedPlanes> checkRecord(const Source& source, const FoundRecord
     return checked;
 }
 
-/// As reading the clip of these frames will learn it.
+/// The padding that a reading of these frames will find.
 ClipPadding learnPadding(const Source& source, std::span<const FoundRecord> records,
                          std::span<const std::uint32_t> frames) {
     const auto isPadded = [records](std::uint32_t index) { return records[index].bytesLeft > 0; };
@@ -73,7 +73,7 @@ JudgedFrames judgeFrames(const Source& source, std::span<const FoundRecord> reco
     });
     ClipPadding padding;
     std::size_t before = 0;
-    // What is left out changes what is learned from the rest.
+    // Each frame that is left out changes the padding that is learned from the others.
     do {
         before = judged.whole.size();
         padding = learnPadding(source, records, judged.whole);

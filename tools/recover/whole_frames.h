@@ -1,4 +1,5 @@
-// Which frames of a found clip are whole. Planes may be padded; how a clip pads is learned from its frames.
+// Decides which frames of a found clip are whole. Planes may be padded; the frames of a clip show how it
+// pads.
 #pragma once
 
 #include "tools/recover/found_record.h"
@@ -19,7 +20,7 @@ struct JudgedFrames {
     std::vector<DamagedFrame> damaged;
 };
 
-/// Judges a clip's records. A clip of the whole frames alone verifies without a damaged frame: its padding is
-/// what this call learned.
+/// Judges the records of a clip. A clip that is made of the whole frames verifies without a damaged frame,
+/// because its padding is the padding that this call learned.
 [[nodiscard]] JudgedFrames judgeFrames(const Source& source, std::span<const FoundRecord> records,
                                        std::span<const std::uint32_t> clip);

@@ -21,7 +21,7 @@ namespace plane = krwfile::plane;
 
 constexpr std::uint64_t kMax32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint32_t kMaxSample = 65535;
-constexpr unsigned kMaxShift = 15; // beyond that nothing of a 16-bit sample is left
+constexpr unsigned kMaxShift = 15; // a larger one leaves no bit of a 16-bit sample
 
 struct TextSource {
     danraw::TextField field;
@@ -64,15 +64,15 @@ void storeNote(std::span<std::uint8_t> header, std::string_view note) {
         throw std::runtime_error(fmt::format("the note is {} bytes longer than its fields", note.size()));
 }
 
-/// The counting of a clip's timecode; a rate below 1, or that is no number, counts as 1.
+/// The counting of a clip's timecode. A rate below 1 or NaN counts as 1.
 TimecodeCounting countingOf(float framesPerSecond) {
     constexpr float kFastest = 100;
     const float rate = framesPerSecond > 1 ? std::round(std::min(framesPerSecond, kFastest)) : 1;
     return {static_cast<std::uint32_t>(rate), false};
 }
 
-/// Digits of a frame's timecode, counted without drop-frame from the clip's start. In rates above 40 the last
-/// frames of a second share a timecode.
+/// Digits of the timecode of a frame, counted without drop-frame from the clip's start. In rates above 40,
+/// the last frames of a second share a timecode, because its frame digits reach 39.
 std::array<std::uint8_t, 4> timecode(const ClipDescription& description, std::uint64_t frame) {
     const TimecodeCounting counting = countingOf(description.framesPerSecond);
     const StartTimecode& start = description.start;
@@ -157,7 +157,7 @@ void checkShift(std::uint32_t largestSample, unsigned shift) {
             fmt::format("the sample {} shifted left by {} does not fit 16 bits", largestSample, shift));
 }
 
-/// Size of the record, once it is known that its parts fit the format's 32-bit offsets.
+/// Size of the record. Throws when its parts do not fit the 32-bit offsets of the format.
 std::size_t recordSize(const ClipDescription& description, const PlaneSizes& sizes) {
     std::uint64_t size = std::uint64_t{description.danrawOffset} + danraw::kSize;
     for (const std::uint64_t planeSize : sizes)
@@ -199,7 +199,7 @@ std::vector<std::uint8_t> makeFrameRecord(const ClipDescription& description, co
     checkShift(picture.largestSample, description.shift);
     const PlaneSizes sizes = planeSizes(description, picture);
     const std::size_t size = recordSize(description, sizes);
-    // Every record has the header, so that a record cut out of its clip is a file with a header of its own.
+    // Every record has a file header, so that a record cut out of its clip has one, too.
     std::vector<std::uint8_t> record = makeFileHeader(describePicture(description, picture, sizes));
     if (record.size() > description.danrawOffset)
         throw std::runtime_error(fmt::format("a DANRAW_HEADER at {} would overlap the {} bytes before it",

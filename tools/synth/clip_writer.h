@@ -21,7 +21,7 @@ struct StartTimecode {
     unsigned frames = 0;
 };
 
-/// What a clip says about itself. A text is at most as long as its field.
+/// The content of a clip beside its pictures. A text is at most as long as its field.
 struct ClipDescription {
     float framesPerSecond = 25;
     StartTimecode start;
@@ -30,8 +30,8 @@ struct ClipDescription {
     std::uint32_t whiteLevel = 4095;   // on the scale of the coded samples
     std::uint16_t compression = 9;     // 1, 9 or 10; the planes are coded with 9 and 10
     std::uint32_t danrawOffset = 2048; // place of the DANRAW_HEADER in every record
-    std::uint32_t planePadding = 1;    // zeros fill each plane's data up to a multiple of so many bytes
-    bool storedTable = true;           // false: as a camera leaves it that lost its power
+    std::uint32_t planePadding = 1;    // zeros fill each plane's data up to a multiple of this many bytes
+    bool storedTable = true;           // false: no table, as after a camera lost its power
 
     std::uint32_t value24 = 1;
     std::int32_t cameraIndex = 1;
@@ -66,26 +66,25 @@ struct CodedPicture {
     std::array<CodedPlane, krwfile::plane::kCount> planes;
 };
 
-/// A level on the scale of the delivered samples, which end at 16 bits.
+/// Converts a level of coded samples to delivered samples, at most 65535.
 [[nodiscard]] std::uint32_t deliveredLevel(std::uint32_t level, unsigned shift);
 
 /// Throws std::runtime_error unless a clip can have pictures of this size: positive, even, and a picture of
 /// 16-bit samples smaller than 4 GiB.
 void checkPictureSize(std::uint32_t width, std::uint32_t height);
 
-/// Codes each plane with a table fitted to it. Throws std::runtime_error for a size that clips cannot have
-/// and for neighbouring samples of a plane further apart than the coding reaches.
+/// Codes each plane with a table fitted to it. Throws std::runtime_error for a size that clips cannot have,
+/// and when neighbouring samples of a plane differ by more than the coding allows.
 [[nodiscard]] CodedPicture encodePicture(const Mosaic& mosaic);
 
-/// The record of frame number `frame`: a TIFF/DNG-style header (parsed by readers in a clip's first record
-/// only), the DANRAW_HEADER, the planes. Throws std::runtime_error when a field does not hold what the
-/// description says, or 16 bits do not hold a sample after the shift.
+/// Makes the record of frame number `frame`: a TIFF/DNG-style header, the DANRAW_HEADER, the planes. Readers
+/// parse the TIFF/DNG-style header of the first record only. Throws std::runtime_error when a value of the
+/// description does not fit its field, or a shifted sample does not fit 16 bits.
 [[nodiscard]] std::vector<std::uint8_t> makeFrameRecord(const ClipDescription& description,
                                                         const CodedPicture& picture, std::uint64_t frame);
 
-/// Writes a clip frame by frame. The file appears under its name in `finish`; a writer that is destroyed
-/// before that leaves nothing behind. All frames must have the size of the first. Every failure throws
-/// std::runtime_error with a message of the form "PATH: reason".
+/// Writes a clip frame by frame. The file appears in `finish`; without `finish` nothing is left. All frames
+/// have the size of the first. Every failure throws std::runtime_error, "PATH: reason".
 class ClipWriter final {
   public:
     ClipWriter(const std::string& path, ClipDescription description, OutputOptions options = {});

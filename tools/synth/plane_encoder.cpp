@@ -34,7 +34,7 @@ void forEachDifference(std::span<const std::uint16_t> samples, std::size_t rowLe
     }
 }
 
-/// Bits of one coded category: its code, moved up to make room for the magnitude bits.
+/// The bits for one category: its code, shifted to make room for the magnitude bits.
 struct Symbol {
     std::uint32_t code = 0;
     unsigned bits = 0; // code and magnitude bits together; 0 where there is no code
@@ -49,7 +49,7 @@ std::array<Symbol, kKineCategories> makeSymbols(const CodeTable& table) {
     return symbols;
 }
 
-/// Most significant bit first, into a buffer that the caller made large enough.
+/// Writes bits, the most significant first, to a buffer that the caller made large enough.
 class BitWriter {
   public:
     explicit BitWriter(std::uint8_t* out) : m_out(out) {}
@@ -64,7 +64,7 @@ class BitWriter {
             *m_out++ = static_cast<std::uint8_t>(word >> shift);
     }
 
-    /// Writes what is held, filled up with zero bits, and returns the end.
+    /// Writes the last bits, filled up with zeros, and returns the end.
     std::uint8_t* finish() {
         for (; m_bits > 8; m_bits -= 8)
             *m_out++ = static_cast<std::uint8_t>(m_held >> (m_bits - 8));
@@ -87,8 +87,7 @@ CategoryHistogram countCategories(std::span<const std::uint16_t> samples, std::s
     return histogram;
 }
 
-// Among 13 categories no code gets longer than 12 bits, whatever the counts, so the format's limit of 13
-// needs no care here.
+// Among 13 categories no code is longer than 12 bits, so none exceeds the 13 bits of the format.
 CodeTable fitCodeTable(const CategoryHistogram& histogram) {
     CodeTable table;
     fitCodeLengths(histogram, table.lengths);

@@ -14,7 +14,7 @@
 /// Largest absolute difference that the categories reach.
 inline constexpr int kMaxDifference = (1 << (kKineCategories - 1)) - 1;
 
-/// How many differences of a plane fall into each category.
+/// The number of differences of a plane in each category.
 using CategoryHistogram = std::array<std::uint64_t, kKineCategories>;
 
 /// Counts the categories of a plane. Throws std::runtime_error when a difference between a sample and its
@@ -22,11 +22,11 @@ using CategoryHistogram = std::array<std::uint64_t, kKineCategories>;
 [[nodiscard]] CategoryHistogram countCategories(std::span<const std::uint16_t> samples,
                                                 std::size_t rowLength);
 
-/// The canonical prefix code that spends the fewest bits on the histogram. Categories that do not occur get
-/// no code; a lone category gets a code of one bit.
+/// The canonical prefix code that needs the fewest bits for the histogram. Categories that do not occur get
+/// no code. A single category gets a code of one bit.
 [[nodiscard]] kinedec::CodeTable fitCodeTable(const CategoryHistogram& histogram);
 
-/// The plane's coded bytes, the last one filled up with zero bits. Throws std::runtime_error as
-/// countCategories does, and when a difference falls into a category without a code.
+/// Encodes a plane. Zero bits fill the last byte. Throws std::runtime_error as countCategories does, and when
+/// a difference falls into a category without a code.
 [[nodiscard]] std::vector<std::uint8_t> encodePlane(std::span<const std::uint16_t> samples,
                                                     std::size_t rowLength, const kinedec::CodeTable& table);

@@ -51,7 +51,7 @@ Area partOf(const Area& area, int left, int top, int right, int bottom) {
             area.left + area.width() * right / 100, area.top + area.height() * bottom / 100};
 }
 
-/// Light that grows from 0 at `position` 0 to kRange at `length`, without a division for each sample.
+/// Light that grows from 0 at `position` 0 to kRange at `length`. It needs no division for each sample.
 class Ramp {
   public:
     explicit Ramp(std::int64_t length)
@@ -66,8 +66,8 @@ class Ramp {
     std::int64_t m_step;
 };
 
-/// Sets each sample of the area to its filter's share of shade(x, y), coordinates counted from the area's
-/// corner.
+/// Sets each sample of the area to its filter's share of shade(x, y). Coordinates are relative to the corner
+/// of the area.
 template <typename Shade>
 void paint(Mosaic& mosaic, const Area& area, Shade shade) {
     const Area whole = wholeOf(mosaic);
@@ -144,7 +144,7 @@ void paintGreys(Mosaic& mosaic) {
     });
 }
 
-/// A disc that crosses the picture from left to right in 100 frames, again and again.
+/// Draws a disc that crosses the picture from left to right every 100 frames.
 void paintDisc(Mosaic& mosaic, std::uint32_t frame) {
     constexpr int kFramesAcross = 100;
     const Area whole = wholeOf(mosaic);
@@ -152,7 +152,7 @@ void paintDisc(Mosaic& mosaic, std::uint32_t frame) {
     const std::int64_t way = whole.width() + 2 * radius;
     const std::int64_t left = way * (frame % kFramesAcross) / kFramesAcross - 2 * radius;
     const std::int64_t top = whole.height() * 67 / 100 - radius;
-    // Row by row, because a square would overwrite what lies around the disc.
+    // Row by row, because painting a square would overwrite the area around the disc.
     for (std::int64_t y = 0; y < 2 * radius; ++y) {
         const std::int64_t fromCentre = y - radius;
         std::int64_t half = radius;

@@ -1,4 +1,4 @@
-// A drawn scene as a camera's sensor would see it, for clips without a mosaic to start from: gradients, a
+// A drawn scene as a camera's sensor would see it, for clips that are not made from mosaics: gradients, a
 // colour chart, edges, a disc that moves from frame to frame, and sensor noise.
 #pragma once
 
@@ -16,7 +16,7 @@ inline constexpr double kCleanNoise = 3.3;
 inline constexpr double kNoisyNoise = 15.6;
 inline constexpr double kMaxNoise = 4095.0;
 
-/// The frame of that number, colour layout "grbg". `noise` is a standard deviation of 0 to kMaxNoise. The
-/// same call gives the same samples on every machine. Throws std::runtime_error for a size that clips cannot
-/// have or a noise level outside its range.
+/// Draws frame number `frame`, with the colour layout "grbg". `noise` is a standard deviation from 0 to
+/// kMaxNoise. The same call gives the same samples on every machine. Throws std::runtime_error for a size
+/// that clips cannot have, and for a noise level outside its range.
 [[nodiscard]] Mosaic drawScene(std::uint32_t width, std::uint32_t height, std::uint32_t frame, double noise);

@@ -1,4 +1,4 @@
-// Side-car texts in the structure in which cameras write them, with parts that a reader passes over.
+// The texts of side-cars. They have the structure that cameras write, also parts that the reader ignores.
 #include "tools/synth/side_car_writer.h"
 
 #include <algorithm>
@@ -134,7 +134,7 @@ constexpr std::string_view kSlate = "# Slate\r\n"
                                     "Date/Time........: 2017/05/06 10.20.30\r\n"
                                     "# end of slate\r\n";
 
-/// Only the P2 kind has the camera's white balance.
+/// A Panasonic text. Only the P2 kind has the white balance of the camera.
 std::string panasonic(std::string_view root, std::string_view nameSpace, std::string_view camera) {
     std::string text(kXmlHead);
     text.append(root).append(" xmlns=\"").append(nameSpace).append("\"");
@@ -164,7 +164,7 @@ std::string digitsText(TimecodeParts parts) {
     return fmt::format("{:02x}", fmt::join(timecodeDigits(parts, false), ""));
 }
 
-/// Puts the facts in the places of their names.
+/// Replaces the names in braces by the facts.
 std::string filledIn(std::string_view text, const SideCarFacts& facts) {
     const TimecodeCounting counting{
         static_cast<std::uint32_t>(std::max(std::lround(facts.framesPerSecond), 1L)), false};
