@@ -1,6 +1,7 @@
 #include "adapters/openimageio/hints.h"
 
-#include <map>
+#include "tools/picture/choice_words.h"
+
 #include <stdexcept>
 #include <string>
 
@@ -10,10 +11,10 @@ bool flag(const OIIO::ImageSpec& configuration, const char* name) {
     return configuration.get_int_attribute(name) != 0;
 }
 
-/// The choice whose word the attribute has; `usual` when it is not there.
+/// The value for the word in the attribute; `usual` without the attribute.
 template <class Choice>
-Choice chosen(const OIIO::ImageSpec& configuration, const char* name,
-              const std::map<std::string, Choice>& choices, Choice usual) {
+Choice chosen(const OIIO::ImageSpec& configuration, const char* name, const ChoiceWords<Choice>& choices,
+              Choice usual) {
     if (configuration.find_attribute(name) == nullptr) return usual;
     const std::string word(configuration.get_string_attribute(name));
     const auto choice = choices.find(word);

@@ -39,7 +39,7 @@ TEST_F(Card, IsDoneAtOnceAndABadClipDoesNotEndTheRun) {
     EXPECT_THAT(lines(different.err),
                 ElementsAre(HasSubstr("A/other.krw: list has no list of this clip"),
                             HasSubstr("spoilt.krw: "), HasSubstr("has 6 frames, the list has 1 more"),
-                            HasSubstr("A/one.krw: in the list, and not among the clips")));
+                            HasSubstr("A/one.krw: is in the list, but not among the clips")));
     const auto clips = nlohmann::json::parse(different.out)["clips"];
     EXPECT_EQ(clips[1]["file"], "copy/A/spoilt.krw");
     EXPECT_THAT(clips[1]["error"], HasSubstr("too short"));

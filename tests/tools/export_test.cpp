@@ -1,5 +1,5 @@
-// Exports that are stopped, resumed, split into parts and run at the same time: the folder has whole files,
-// and the manifest is true.
+// Exports that are stopped, resumed, split into parts and run at the same time: every file in the folder is
+// whole, and the manifest agrees with the files.
 #include "tests/tools/krw_tool.h"
 #include "tools/export/output_file.h"
 
@@ -62,7 +62,7 @@ class Export : public KrwTool {
     }
 };
 
-TEST_F(Export, KilledAtAnyMomentIsTakenUpToTheSameFiles) {
+TEST_F(Export, KilledAtAnyMomentResumesToTheSameFiles) {
     writeLongClip("clip.krw");
     const auto begin = Clock::now();
     EXPECT_EQ(krw("-q export clip.krw -o single --jobs 2").status, 1);
@@ -220,7 +220,7 @@ TEST_F(Export, FullDiskEndsWithTheNumberOfFiles) {
     const Outcome early =
         shell(disk + " -q export clip.krw -o disk/out --format tiff; s=$?; find disk -type f; exit $s'");
     EXPECT_EQ(early.status, 1);
-    EXPECT_THAT(early.err, HasSubstr("the export needs 0.001 GB, 0.000 GB are free"));
+    EXPECT_THAT(early.err, HasSubstr("the export needs 0.001 GB, but only 0.000 GB are free"));
     EXPECT_EQ(early.out, "");
     fs::remove_all(m_dir.path("disk"));
 

@@ -40,7 +40,7 @@ std::vector<fs::path> clipsIn(const std::string& folder) {
 
 std::vector<ListedClip> listClips(const ClipArguments& arguments) {
     std::vector<ListedClip> clips;
-    std::error_code ignored; // opening the path will say it
+    std::error_code ignored; // opening the path reports the error
     for (const std::string& path : arguments.paths) {
         if (!arguments.recursive || !fs::is_directory(path, ignored)) {
             clips.push_back({path, path, fs::path(path).stem()});
@@ -64,7 +64,7 @@ bool ClipArguments::isOneFile() const {
 void addClipArguments(Command& command, ClipArguments& arguments) {
     command.argument("CLIP", arguments.paths, "KRW clips; folders with -r");
     command.flag("-r,--recursive", arguments.recursive,
-                 "Take the clips (*.krw) in folders and their folders");
+                 "Search folders, and all folders below them, for clips (*.krw)");
 }
 
 void forEachClip(const ClipArguments& arguments, CommandContext& context,

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-/// Files and folders in the words of the command line.
+/// Files and folders as the command line names them.
 struct ClipArguments {
     std::vector<std::string> paths;
-    bool recursive = false; // folders are searched, their folders too
+    bool recursive = false; // search folders, and all folders below them
 
-    /// True for one path that is no folder: output and lists then need not tell clips apart.
+    /// True when the only path is no folder. Output and lists then need not tell clips apart.
     [[nodiscard]] bool isOneFile() const;
 };
 
@@ -25,15 +25,15 @@ struct ListedClip {
     std::filesystem::path outputs; // where the clip's output goes, relative to a folder for all output
 };
 
-/// The option `-r` and the clips.
+/// Adds the option `-r` and the argument for the clips.
 void addClipArguments(Command& command, ClipArguments& arguments);
 
-/// Runs `action` for the clips one after the other, a folder's in the order of their names. With one file,
-/// its exceptions are passed on. With several clips, a failure of one is complained about and sets the exit
-/// status, and the next clip's turn comes; only Interrupted is passed on. Throws std::runtime_error for a
+/// Runs `action` for each clip in turn, the clips of a folder in the order of their names. With one file,
+/// exceptions of `action` are passed on. With several clips, an exception becomes a complaint and sets the
+/// exit status, and the next clip follows; only Interrupted is passed on. Throws std::runtime_error for a
 /// folder that cannot be searched or has no clips.
 void forEachClip(const ClipArguments& arguments, CommandContext& context,
                  const std::function<void(const ListedClip& clip)>& action);
 
-/// Throws UsageError when two clips' output would go to the same place.
+/// Throws UsageError when the output of two clips would go to the same place.
 void requireOwnOutputs(const ClipArguments& arguments);

@@ -1,10 +1,11 @@
-// The options and arguments of a subcommand. CLI11 does the parsing; it takes seconds to compile, so only the
+// The options and arguments of a subcommand. CLI11 parses them. CLI11 takes seconds to compile, so only the
 // sources of this file, of the program and of the manual page include it.
 #pragma once
 
+#include "tools/picture/choice_words.h"
+
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -13,15 +14,15 @@ class App;
 class Option;
 } // namespace CLI
 
-/// One option or argument that a command has. Copies stand for the same one.
+/// One option or argument of a command. Copies refer to the same option.
 class CommandOption final {
   public:
     explicit CommandOption(CLI::Option* option) : m_option(option) {}
 
     CommandOption& required();
-    /// What the help calls the option's value.
+    /// Sets the name that the help gives to the value.
     CommandOption& valueName(const std::string& name);
-    /// Refuses values outside the range; both ends belong to it.
+    /// Refuses values outside the range. Both ends belong to it.
     CommandOption& inRange(std::int64_t lowest, std::int64_t highest);
     CommandOption& inRange(double lowest, double highest);
     /// Refuses words that are not in the list.
@@ -39,8 +40,8 @@ class Command final {
     Command(CLI::App& program, const std::string& name, const std::string& description);
 
     CommandOption flag(const std::string& names, bool& value, const std::string& description);
-    /// An option with one value; the variable's content is the default that the help shows. For texts, 16-
-    /// and 32-bit numbers and floating-point numbers.
+    /// An option with one value: a text, a 16- or 32-bit number, or a floating-point number. The help shows
+    /// the variable's content as the default.
     template <class Value>
     CommandOption option(const std::string& names, Value& value, const std::string& description);
     /// An option with a number of bytes, which may be given as 512M or 2G.
@@ -48,19 +49,16 @@ class Command final {
     /// An option that may be given several times.
     CommandOption repeatable(const std::string& names, std::vector<std::string>& values,
                              const std::string& description);
-    /// An option that takes one of the words, each with the value that it stands for. `words` must live until
-    /// the program has run.
+    /// An option that takes one of some words. `words` has the value of each word, and must live until the
+    /// program has run.
     template <class Choice>
-    CommandOption choice(const std::string& names, Choice& value, const std::map<std::string, Choice>& words,
+    CommandOption choice(const std::string& names, Choice& value, const ChoiceWords<Choice>& words,
                          const std::string& description) {
         std::vector<std::string> list;
-        std::string preset;
-        for (const auto& [word, meaning] : words) {
+        for (const auto& [word, meaning] : words)
             list.push_back(word);
-            if (meaning == value) preset = word;
-        }
         const auto store = [&value, &words](const std::string& word) { value = words.at(word); };
-        return wordOption(names, store, preset, description).oneOf(list);
+        return wordOption(names, store, wordOf(words, value), description).oneOf(list);
     }
     /// A positional argument; a vector takes one or more.
     template <class Value>
@@ -70,7 +68,7 @@ class Command final {
     void footer(const std::string& text);
     /// Keeps the command out of the help, the manual page and the completions.
     void hide();
-    /// What is done when the command is given.
+    /// Sets what the command does.
     void run(std::function<void()> action);
 
   private:

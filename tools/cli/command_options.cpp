@@ -18,22 +18,26 @@ void addFrameSelection(Command& command, FrameSelection& selection) {
 }
 
 void addJobsOption(Command& command, unsigned& jobs) {
-    command.option("-j,--jobs", jobs, "Frames under way at a time; 0: one per processor").valueName("N");
+    command.option("-j,--jobs", jobs, "Frames to work on at the same time; 0: one per processor")
+        .valueName("N");
 }
 
 void addDevelopOptions(Command& command, DevelopOptions& options) {
     command.choice("--curve", options.curve, displayCurves(), "Display curve of developed pictures");
-    command.choice("--balance", options.balance, balances(),
-                   "Gains of developed pictures: the clip's, or an estimate that makes grey things grey");
+    command.choice(
+        "--balance", options.balance, balances(),
+        "Gains of developed pictures: clip (the clip's), grey (an estimate that makes grey things grey), or "
+        "auto (the clip's, or the estimate)");
 }
 
 void addSizeOption(Command& command, PictureSize& size) {
-    command.choice("--size", size, pictureSizes(), "Size of developed pictures, of the mosaic's");
+    command.choice("--size", size, pictureSizes(), "Size of developed pictures, relative to the mosaic");
 }
 
 void addPictureOutput(Command& command, std::string& path, bool& overwrite) {
     command
-        .option("-o,--output", path, "PNG file to write, or TIFF for a name in .tif; - for standard output")
+        .option("-o,--output", path,
+                "PNG file to write, or TIFF file if the name ends in .tif; - for standard output")
         .valueName("OUT.png")
         .required();
     command.flag("--overwrite", overwrite, "Replace the file when it is there");

@@ -9,11 +9,11 @@
 
 void addClipArgument(Command& command, std::string& path);
 void addFramesOption(Command& command, std::string& list);
-/// The same, and a part of it.
+/// The options --frames and --part.
 void addFrameSelection(Command& command, FrameSelection& selection);
 void addJobsOption(Command& command, unsigned& jobs);
 void addDevelopOptions(Command& command, DevelopOptions& options);
 /// The size of developed pictures.
 void addSizeOption(Command& command, PictureSize& size);
-/// The one picture that a command writes, and whether it may replace a file.
+/// The option for the one picture that a command writes, and the flag that lets it replace a file.
 void addPictureOutput(Command& command, std::string& path, bool& overwrite);

@@ -10,13 +10,13 @@ namespace CLI {
 class App;
 }
 
-/// One run of the program. A subcommand stores its exit status here: 0 all well, 1 something in a clip (or
-/// with an output) is wrong. What it throws becomes a line on standard error: UsageError with exit status 2,
-/// anything else with 1.
+/// One run of the program. A subcommand stores its exit status here: 0 all well, 1 something in a clip or
+/// with an output is wrong. An exception of a subcommand becomes a line on standard error. The exit status is
+/// then 2 for UsageError and 1 for any other exception.
 class CommandContext final {
   public:
     bool quiet = false;     // no progress, no summaries
-    std::string pluginPath; // empty: where the plug-in is found
+    std::string pluginPath; // empty: findPlugin searches for it
     int exitStatus = 0;
 
     /// The plug-in, loaded at the first call.
@@ -26,8 +26,8 @@ class CommandContext final {
     std::optional<Plugin> m_plugin;
 };
 
-// Each adds its subcommand, with options, help and examples, to the program. Both references must stay valid
-// until the program has run.
+// Each adds its subcommand, with options, help and examples. Both references must stay valid until the
+// program has run.
 void addProbe(CLI::App& program, CommandContext& context);
 void addInfo(CLI::App& program, CommandContext& context);
 void addVerify(CLI::App& program, CommandContext& context);
@@ -39,5 +39,5 @@ void addFrame(CLI::App& program, CommandContext& context);
 void addRecover(CLI::App& program, CommandContext& context);
 void addSynth(CLI::App& program, CommandContext& context);
 
-// Printers of what is generated from the program's definition.
+// Adds the subcommands that print the manual page and the shells' completions.
 void addShellIntegration(CLI::App& program);

@@ -22,16 +22,16 @@ namespace {
 std::FILE* results = stdout;
 bool resultLost = false;
 
-/// A line of progress is on the terminal.
+/// True while a progress line is on the terminal.
 bool progressShown = false;
 
-void takeProgressAway() {
+void removeProgressLine() {
     if (std::exchange(progressShown, false)) std::fputs("\r\x1b[K", stderr);
 }
 
 /// One write per line, so that lines of several threads do not mix.
 void writeErrorLine(std::string_view prefix, std::string_view text) {
-    takeProgressAway();
+    removeProgressLine();
     const std::string line = fmt::format("{}{}\n", prefix, printable(text));
     std::fwrite(line.data(), 1, line.size(), stderr);
 }
@@ -40,7 +40,7 @@ void writeErrorLine(std::string_view prefix, std::string_view text) {
 
 void claimStandardOutput() {
     const int own = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (own < 0) return; // closed by the caller: there is nothing to keep apart
+    if (own < 0) return; // the caller closed it: there is nothing to protect
     results = fdopen(own, "w");
     if (results == nullptr) throw std::runtime_error("standard output cannot be used");
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -50,14 +50,14 @@ void claimStandardOutput() {
 }
 
 void print(std::string_view text) {
-    if (resultsGoToTerminal()) takeProgressAway();
+    if (resultsGoToTerminal()) removeProgressLine();
     if (std::fwrite(text.data(), 1, text.size(), results) != text.size()) resultLost = true;
 }
 
 bool write(std::span<const std::uint8_t> bytes) {
     const int descriptor = fileno(results);
     while (!bytes.empty()) {
-        interrupt::check(); // a signal also ends a write that has written a part
+        interrupt::check(); // after a signal, the write before may have been cut short
         const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
         if (count >= 0) {
             bytes = bytes.subspan(static_cast<std::size_t>(count));
@@ -105,7 +105,7 @@ void note(std::string_view text) {
 
 void showProgress(std::string_view text) {
     constexpr std::size_t kColumns = 29;
-    takeProgressAway();
+    removeProgressLine();
     if (text.empty()) return;
     progressShown = true;
     const std::string_view shown = text.substr(0, kColumns);

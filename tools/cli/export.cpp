@@ -22,7 +22,7 @@ struct ExportOptions {
     HashKind hashKind = HashKind::xxh64;
 };
 
-/// One clip into the folder, or several into folders of their own below it.
+/// Exports one clip into the folder, or each of several clips into a folder of its own below it.
 void exportClips(const ExportOptions& options, CommandContext& context) {
     if (isStandardOutput(options.directory))
         throw UsageError("-o: an export is a folder of files; krw stream writes frames to standard output");
@@ -49,16 +49,19 @@ void addExport(CLI::App& program, CommandContext& context) {
     Command command(program, "export", "Write frames as picture files");
     const auto options = std::make_shared<ExportOptions>();
     addClipArguments(command, options->clips);
-    command.option("-o,--output", options->directory, "Directory for the files; made when missing")
+    command.option("-o,--output", options->directory, "Folder for the files; made when missing")
         .valueName("DIR")
         .required();
-    command.choice("--format", options->each.shape.format, exportFormats(), "What to write");
+    command.choice("--format", options->each.shape.format, exportFormats(), "Format of the files");
     addFrameSelection(command, options->each.frames);
     addJobsOption(command, options->each.jobs);
-    command.choice("--compression", options->each.shape.compression, compressions(), "Of DNG files");
+    command.choice("--compression", options->each.shape.compression, compressions(),
+                   "Compression of DNG files");
     command
-        .option("--neutral", options->each.neutral,
-                "White of DNG files: auto (the clip's gains, or an estimate), clip, or its samples R,G,B")
+        .option(
+            "--neutral", options->each.neutral,
+            "White of DNG files: auto (the clip's gains, or an estimate), clip (the clip's gains), or the "
+            "samples R,G,B of something white")
         .valueName("WHITE");
     command
         .option("--matrix", options->each.matrix,
@@ -68,7 +71,9 @@ void addExport(CLI::App& program, CommandContext& context) {
     const CommandOption resume =
         command.flag("--resume", options->each.perFrame.resume,
                      "Continue an export: write what is missing, try failed frames again");
-    command.flag("--check", options->each.perFrame.check, "Compare the hashes of the files that are there")
+    command
+        .flag("--check", options->each.perFrame.check,
+              "Compare files that are there with their hashes, and write again those that differ")
         .needs(resume);
     command.flag("--overwrite", options->each.overwrite, "Replace files that are there").excludes(resume);
     command.flag("--strict", options->each.perFrame.strict, "Stop at the first frame that is not in order");
@@ -79,8 +84,8 @@ void addExport(CLI::App& program, CommandContext& context) {
     command.choice("--mhl-hash", options->hashKind, hashKinds(), "Hash in that list").needs(hashList);
     addDevelopOptions(command, options->each.develop);
     command.footer(
-        "Damaged frames (a colour plane breaks off) are written as far as they go, unless --strict\n"
-        "is given; unreadable ones are named and left out. Both make the exit status 1.\n"
+        "A damaged frame (a colour plane breaks off) is written as far as it goes. An unreadable frame is\n"
+        "named and left out. Both set the exit status to 1. With --strict the export stops there.\n"
         "With several clips or -r, each clip gets a folder of its own in DIR.\n"
         "DIR/CLIP.krw-export.json lists the frames with hashes of pictures and files.\n"
         "Examples:\n"

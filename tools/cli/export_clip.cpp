@@ -26,7 +26,7 @@ void refuseToOverwrite(const ExportFiles& files, const FrameSet& frames) {
     }
 }
 
-/// "R,G,B": the samples of something white. Throws UsageError for anything else.
+/// The gains for "R,G,B", the samples of something white. Throws UsageError for other text.
 Gains gainsFor(const std::string& neutral) {
     std::istringstream text(neutral);
     Gains samples{};
@@ -39,7 +39,7 @@ Gains gainsFor(const std::string& neutral) {
     return {samples[1] / samples[0], 1, samples[1] / samples[2]};
 }
 
-/// What shapes the files, with the colours that the options and the clip make of it.
+/// The format options, with the colours that follow from the command line and the clip.
 ExportFormatOptions shapeFor(const ClipExportOptions& options, Clip& clip) {
     ExportFormatOptions shape = options.shape;
     shape.curve = options.develop.curve;
@@ -52,7 +52,7 @@ ExportFormatOptions shapeFor(const ClipExportOptions& options, Clip& clip) {
     return shape;
 }
 
-/// Says that the folder's disk is too small before the work starts.
+/// Throws std::runtime_error when the disk has too little room, before the work starts.
 void requireSpace(const std::string& directory, const FrameExporter& exporter, const FrameSet& frames) {
     constexpr double kGiga = 1e9;
     std::uint64_t needed = 0;
@@ -61,8 +61,8 @@ void requireSpace(const std::string& directory, const FrameExporter& exporter, c
     std::error_code error;
     const std::uintmax_t available = std::filesystem::space(directory, error).available;
     if (!error && needed > available)
-        throw std::runtime_error(fmt::format("{}: the export needs {:.3f} GB, {:.3f} GB are free", directory,
-                                             static_cast<double>(needed) / kGiga,
+        throw std::runtime_error(fmt::format("{}: the export needs {:.3f} GB, but only {:.3f} GB are free",
+                                             directory, static_cast<double>(needed) / kGiga,
                                              static_cast<double>(available) / kGiga));
 }
 
@@ -80,7 +80,7 @@ ExportStart startOf(const ClipExportOptions& options) {
     return options.overwrite ? ExportStart::replace : ExportStart::fresh;
 }
 
-/// Puts the folder as it is now into its history.
+/// Adds a list of the folder's files to its media hash history.
 void addHashList(const ClipExportOptions& options, const std::string& directory,
                  const std::map<std::string, std::string>& written, CommandContext& context) {
     MediaHashHistory history(directory);

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <string>
 
-/// What the command line asks for, beside clips and folder.
+/// What the command line asks for in the export of each clip.
 struct ClipExportOptions {
     ExportFormatOptions shape;
     FrameSelection frames;
@@ -41,8 +41,8 @@ struct ExportTally {
     }
 };
 
-/// Complains about frames that are not in order and sets the exit status for them. Throws UsageError for
-/// frames and options that do not suit the clip, std::runtime_error, "PATH: reason", for files that cannot be
-/// written.
+/// Exports the clip at `path` into the folder `directory`. Complains about each frame that is not in order,
+/// and sets the exit status for it. Throws UsageError for frames and options that do not suit the clip, and
+/// std::runtime_error, "PATH: reason", for files that cannot be written.
 [[nodiscard]] ExportTally exportClip(const ClipExportOptions& options, const std::string& path,
                                      const std::string& directory, CommandContext& context);

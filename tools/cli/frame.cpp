@@ -25,8 +25,8 @@ struct FrameOptions {
 void developFrame(const FrameOptions& options, CommandContext& context) {
     checkPictureOutput(options.output, options.overwrite);
     Clip clip(context.plugin(), options.clip);
-    (void)selectedFrames({fmt::format("{}", options.frame), {}},
-                         clip); // refuses frames that the clip has not
+    // Throws for a frame that the clip does not have.
+    (void)selectedFrames({fmt::format("{}", options.frame), {}}, clip);
     const Developer developer = makeDeveloper(clip, options.develop);
     Picture picture = clip.makePicture();
     const FrameReading reading = clip.read(options.frame, picture);
@@ -52,7 +52,8 @@ void addFrame(CLI::App& program, CommandContext& context) {
     command.argument("N", options->frame, "Frame number, from 0").valueName("");
     addPictureOutput(command, options->output, options->overwrite);
     addSizeOption(command, options->form.size);
-    command.option("--shrink", options->form.shrink, "Divide the half-size picture by this")
+    command
+        .option("--shrink", options->form.shrink, "Divide width and height of the half-size picture by this")
         .valueName("N")
         .inRange(std::int64_t{1}, std::int64_t{64});
     command.option("--depth", options->depth, "Bits a sample").valueName("8|16").oneOf({"8", "16"});

@@ -7,15 +7,15 @@
 #include <cstdint>
 #include <string>
 
-/// Which of a clip's frames a command is to work on, in the words of the command line. A list has numbers,
-/// ranges "A-B" and "A-", each with an optional step ":S", separated by commas. A and B are frame numbers
-/// from 0 or timecodes; both ends belong to the range.
+/// The frames of a clip that a command works on, as the command line states them. A list has numbers, ranges
+/// "A-B" and "A-", each with an optional step ":S", separated by commas. A and B are frame numbers from 0 or
+/// timecodes. Both ends belong to the range.
 struct FrameSelection {
     std::string list; // empty for all
     std::string part; // "I/N", I from 1: the I-th of N equal parts of the list; empty for the whole
 };
 
-/// What a clip's frames are called.
+/// The numbers and timecodes of a clip's frames.
 struct FrameNames {
     std::string clip;                     // for messages
     std::uint32_t frames = 0;             // number of frames
@@ -31,11 +31,11 @@ struct PartNumber {
     std::uint32_t parts = 0;
 };
 
-/// The part that is selected; index 0 for the whole. Throws UsageError for words that are no part.
+/// The selected part; index 0 for the whole. Throws UsageError when the text is not of the form "I/N".
 [[nodiscard]] PartNumber selectedPart(const FrameSelection& selection);
 
-/// The selected frames; none for a part of a list with fewer frames than parts. Throws UsageError, with the
-/// clip's name in the message, for words that are no list or no part, and for frames or timecodes that the
-/// clip does not have.
+/// The selected frames. There are none when a list with fewer frames than parts leaves none for this part.
+/// Throws UsageError, with the clip's name in the message, for text that is no list or no part, and for
+/// frames or timecodes that the clip does not have.
 [[nodiscard]] FrameSet selectedFrames(const FrameSelection& selection, const FrameNames& names);
 [[nodiscard]] FrameSet selectedFrames(const FrameSelection& selection, const Clip& clip);

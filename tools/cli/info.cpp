@@ -36,7 +36,7 @@ FrameSet framesToTry(const InfoOptions& options, const Clip& clip) {
     return options.frames.list.empty() ? sampledFrames(0, clip.frames()) : selected;
 }
 
-/// Of the middle one of the selected frames, or the first readable one after it.
+/// Draws the histograms of the middle selected frame, or of the first readable frame after it.
 void writeHistogram(const InfoOptions& options, Clip& clip) {
     const FrameSet frames = selectedFrames(options.frames, clip);
     Picture picture = clip.makePicture();
@@ -54,7 +54,7 @@ void writeHistogram(const InfoOptions& options, Clip& clip) {
     throw std::runtime_error(fmt::format("{}: no readable frame to draw a histogram of", clip.path()));
 }
 
-/// What is told of one clip.
+/// The report on one clip, as text or as JSON. Sets the exit status when something is wrong.
 std::string describeClip(const InfoOptions& options, const std::string& path, CommandContext& context) {
     const Plugin& plugin = context.plugin();
     Clip clip = openClip(plugin, path);

@@ -36,8 +36,7 @@ std::vector<std::string> spellings(const CLI::Option& option) {
     return names;
 }
 
-/// The words that an option takes, space by space, where it takes no others: they stand as "{a,b}" in its
-/// type.
+/// The words that an option is limited to, separated by spaces. CLI11 has them as "{a,b}" in the type.
 std::string choices(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t open = type.find('{');
@@ -54,7 +53,7 @@ std::string valueName(const CLI::Option& option) {
     return fmt::format("{}", fmt::join(CLI::detail::split(words, ' '), "|"));
 }
 
-/// Text for roff: its own signs are escaped, and a line does not begin with a request.
+/// Escapes text for roff: signs with a meaning, and lines that would begin with a request.
 std::string roff(std::string_view text) {
     std::string escaped;
     for (const char character : text) {
@@ -111,7 +110,7 @@ std::string joinedSpellings(const CLI::App& command) {
     return fmt::format("{}", fmt::join(words, " "));
 }
 
-/// Bash: the words that an option takes are offered after it.
+/// Bash: offers the words of an option behind it.
 void offerChoices(std::string& script, const CLI::App& command) {
     for (const CLI::Option* option : namedOptions(command)) {
         const std::string words = choices(*option);

@@ -1,5 +1,4 @@
-// The manual page and the shells' completions, made from the command line's own definition, so that nothing
-// is written twice.
+// The manual page and the shells' completions, made from the definition of the command line.
 #pragma once
 
 #include <string>
@@ -11,6 +10,6 @@ class App;
 /// The manual page of the program, section 1, for man.
 [[nodiscard]] std::string manualPage(const CLI::App& program, const std::string& version);
 
-/// Completion scripts: to be sourced by bash, and to lie in zsh's function path as "_krw".
+/// Completion scripts. Bash sources its script. Zsh finds its script as "_krw" in the function path.
 [[nodiscard]] std::string bashCompletion(const CLI::App& program);
 [[nodiscard]] std::string zshCompletion(const CLI::App& program);

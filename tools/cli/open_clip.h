@@ -6,9 +6,9 @@
 
 #include <string>
 
-/// Opens the clip. Throws std::runtime_error, "PATH: reason", with what is wrong with the clip's trailer and
-/// with the way to the frames, where there are any.
+/// Opens the clip. Throws std::runtime_error, "PATH: reason". The message also says what is wrong with the
+/// clip's trailer, and how to recover the frames, where there are any.
 [[nodiscard]] Clip openClip(const Plugin& plugin, const std::string& path);
 
-/// Looks for frames that the clip's table does not know, and complains where there are some. False then.
+/// Complains about frame records that the clip's table does not know. Returns false when there are any.
 [[nodiscard]] bool complainAboutTable(const std::string& path, const TableReport& report);

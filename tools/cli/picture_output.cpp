@@ -16,7 +16,7 @@
 
 namespace {
 
-/// In small letters.
+/// The extension in lower case, with its dot.
 std::string extensionOf(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::ranges::transform(extension, extension.begin(),

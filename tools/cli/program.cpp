@@ -45,7 +45,7 @@ void describe(CLI::App& program, CommandContext& context) {
     addShellIntegration(program);
 }
 
-/// Number of letters to insert, remove or replace that make one word of the other (Levenshtein 1966).
+/// Fewest letters to insert, remove or replace to turn one word into the other (Levenshtein 1966).
 std::size_t editDistance(std::string_view from, std::string_view to) {
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
@@ -61,7 +61,7 @@ std::size_t editDistance(std::string_view from, std::string_view to) {
     return row.back();
 }
 
-/// Complaint about a word in the place of a command: names the command that is spelt most alike.
+/// Complaint about a word that is no command. It names the command with the most similar spelling.
 std::string unknownCommand(const CLI::App& program, const std::string& word) {
     constexpr std::size_t kMostDifferences = 2;
     std::string nearest;
@@ -77,7 +77,7 @@ std::string unknownCommand(const CLI::App& program, const std::string& word) {
                                        : fmt::format("; did you mean {}?", nearest));
 }
 
-/// What the parser has to complain about, in one line.
+/// The complaint of the parser, in one line.
 std::string complaintOf(const CLI::App& program, const CLI::ParseError& error) {
     const std::vector<std::string> rest = program.remaining();
     const bool isWord = !rest.empty() && !rest.front().empty() && rest.front().front() != '-';
@@ -85,7 +85,7 @@ std::string complaintOf(const CLI::App& program, const CLI::ParseError& error) {
     return error.what();
 }
 
-/// Help and version are results; anything else the parser says is one line of complaint.
+/// Prints help or version as a result. Complains about anything else that the parser reports.
 int reportParsing(const CLI::App& program, const CLI::ParseError& error) {
     std::ostringstream result;
     std::ostringstream complaint;

@@ -1,4 +1,4 @@
-// The progress line of long work on a terminal: how far, how fast, how long still.
+// The progress line of long work on a terminal: frames done, speed, time left.
 #pragma once
 
 #include <chrono>
@@ -21,11 +21,11 @@ struct Throughput {
     [[nodiscard]] std::string text() const;
 };
 
-/// Frames done against the clock. Draws a line on standard error when that is a terminal, a few times a
-/// second.
+/// Counts frames and measures time. Draws a progress line on standard error when that is a terminal, a few
+/// times a second.
 class Progress final {
   public:
-    /// `bytesPerFrame` is the size of a frame's mosaic; `shown` false keeps the line away.
+    /// `bytesPerFrame` is the size of a frame's mosaic. With `shown` false no line is drawn.
     Progress(std::uint32_t frames, std::uint64_t bytesPerFrame, bool shown);
     ~Progress();
     Progress(const Progress&) = delete;
@@ -33,10 +33,10 @@ class Progress final {
 
     void frameDone();
 
-    /// Takes the line away for good; the destructor does it too.
+    /// Removes the line for good. The destructor does so too.
     void clear();
 
-    /// What has been done up to now.
+    /// Frames, bytes and time up to now.
     [[nodiscard]] Throughput throughput() const;
 
   private:

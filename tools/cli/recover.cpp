@@ -29,12 +29,14 @@ struct RecoverOptions {
 
 void checkUsage(const RecoverOptions& options) {
     if (options.list != options.output.empty())
-        throw UsageError(options.list ? "--list writes no clip: leave -o out"
-                                      : "where to? -o OUT.krw, -o FOLDER/, or --list to look only");
+        throw UsageError(
+            options.list
+                ? "--list writes no clip: leave -o out"
+                : "-o is missing: name OUT.krw, or FOLDER/ for several clips; --list writes nothing");
     std::error_code ignored;
     for (const std::string& source : options.sources)
         if (!options.output.empty() && fs::equivalent(source, options.output, ignored))
-            throw UsageError(fmt::format("{}: is the source", options.output));
+            throw UsageError(fmt::format("{}: is the source; write to another file", options.output));
 }
 
 bool isFolder(const std::string& output) {
@@ -58,8 +60,8 @@ std::vector<std::string> outputPaths(const RecoverOptions& options, std::size_t 
     return paths;
 }
 
-/// Names what was written, or why a clip was not: one that fails does not keep the others from being
-/// written.
+/// Writes the clips, and notes in the report which were written. Complains about each that could not be
+/// written, and goes on with the others.
 void writeClips(const RecoverOptions& options, RecoveryReport& report, CommandContext& context) {
     const Findings& findings = report.findings;
     const std::vector<std::string> paths = outputPaths(options, findings.clips.size());
@@ -117,18 +119,19 @@ void addRecover(CLI::App& program, CommandContext& context) {
     command.argument(
         "SOURCE", options->sources,
         "File to search: a clip, a part of one, an image of a card; several are joined in order");
-    command.option("-o,--output", options->output, "Clip to write, or folder for all clips that are found")
+    command.option("-o,--output", options->output, "Clip to write, or FOLDER/ for all clips that are found")
         .valueName("OUT");
-    command.flag("--list", options->list, "Say what is there and write nothing");
+    command.flag("--list", options->list, "Only list what is there; write nothing");
     command.flag("--json", options->json, "Print one JSON document (docs/json.md)");
     command.flag("--keep-damaged", options->keepDamaged, "Write damaged frames too");
     command.flag("--overwrite", options->overwrite, "Replace clips that are there");
     addJobsOption(command, options->jobs);
-    command.footer("The source is only read. Status 1: a frame is missing or damaged, or there is none.\n"
-                   "Examples:\n"
-                   "  krw recover card.img --list\n"
-                   "  krw recover card.img -o rescued/\n"
-                   "  krw recover A001C003.krw -o A001C003_whole.krw\n"
-                   "  krw recover begin.krw end.krw -o joined.krw --keep-damaged");
+    command.footer(
+        "The source is only read. Exit status 1: a frame is missing or damaged, or no frame was found.\n"
+        "Examples:\n"
+        "  krw recover card.img --list\n"
+        "  krw recover card.img -o rescued/\n"
+        "  krw recover A001C003.krw -o A001C003_whole.krw\n"
+        "  krw recover begin.krw end.krw -o joined.krw --keep-damaged");
     command.run([options, &context] { recover(*options, context); });
 }

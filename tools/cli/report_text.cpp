@@ -24,7 +24,7 @@ std::string pictureText(const Clip& clip) {
                        static_cast<double>(clip.frameBytes()) / 1e6);
 }
 
-/// The reader's rate, and the header's where the two differ.
+/// The rate that the reader delivers, and the one in the header where the two differ.
 std::string rateText(const Clip& clip) {
     const QMXSTREAM& stream = clip.video().stream;
     std::string text =
@@ -88,7 +88,7 @@ void itemRows(Out out, const std::vector<NamedItem>& items) {
     if (!unnamed.empty()) fmt::format_to(out, "  empty: {}\n", unnamed);
 }
 
-/// The document keeps its lines; what else a terminal would act on is shown instead.
+/// The document keeps its line ends. Other control characters are shown as \xNN.
 void document(Out out, std::string_view text, ItemSource source) {
     fmt::format_to(out, "\nDevice metadata document ({})\n", sourceName(source));
     while (!text.empty()) {

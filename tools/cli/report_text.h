@@ -1,4 +1,4 @@
-// What `krw info` tells of a clip as a screen for a person to read.
+// The text that `krw info` prints for a clip.
 #pragma once
 
 #include "tools/export/clip_report.h"

@@ -38,7 +38,7 @@ void drawSheet(const SheetOptions& options, const std::string& path, const std::
                  options.overwrite);
 }
 
-/// One picture, or a folder with a picture for each clip.
+/// Writes one picture, or a folder with a picture for each clip.
 void drawSheets(const SheetOptions& options, CommandContext& context) {
     if (!options.clips.isOneFile()) {
         if (isStandardOutput(options.output))

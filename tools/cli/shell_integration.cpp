@@ -1,4 +1,4 @@
-// `krw manual` and `krw completion`: what the build installs beside the program. Not listed in the help.
+// `krw manual` and `krw completion`: what the build installs beside the program. The help does not list them.
 
 #include "tools/cli/command_line.h"
 #include "tools/cli/commands.h"

@@ -15,15 +15,14 @@
 
 namespace {
 
-/// What stands in a stream for a frame that is not whole.
+/// What a stream holds in place of a frame that is not whole.
 enum class Substitute {
     repeat, // the last whole frame before it; black where there is none
     black,
 };
 
-const std::map<std::string, Substitute>& substitutes() {
-    static const std::map<std::string, Substitute> words{{"repeat", Substitute::repeat},
-                                                         {"black", Substitute::black}};
+const ChoiceWords<Substitute>& substitutes() {
+    static const ChoiceWords<Substitute> words{{"repeat", Substitute::repeat}, {"black", Substitute::black}};
     return words;
 }
 
@@ -39,7 +38,7 @@ struct StreamOptions {
 /// The reader of standard output has gone.
 class ReaderGone final : public std::exception {};
 
-/// Memory of frames that have been written, for frames to come: fresh memory of that size costs as much as
+/// Keeps the memory of written frames for later ones, because fresh memory of that size costs as much as
 /// filling it.
 class SpareBuffers final {
   public:
@@ -60,7 +59,7 @@ class SpareBuffers final {
     std::vector<std::vector<std::uint8_t>> m_spare;
 };
 
-/// Writes frames in their order, and something in place of each that is not whole.
+/// Writes frames in order, and a substitute for each that is not whole.
 class StreamWriter final {
   public:
     StreamWriter(const FrameStream& stream, Substitute substitute, SpareBuffers& spare)
@@ -126,7 +125,7 @@ void stream(const StreamOptions& options, CommandContext& context) {
     try {
         streamFrames(options, clip, frames, context);
     } catch (const ReaderGone&) {
-        return; // it has seen what it wanted; the status is that of the frames so far
+        return; // it needs no more; the status is that of the frames so far
     }
 }
 
@@ -136,12 +135,12 @@ void addStream(CLI::App& program, CommandContext& context) {
     Command command(program, "stream", "Write frames to standard output, for an encoder or a player");
     const auto options = std::make_shared<StreamOptions>();
     addClipArgument(command, options->clip);
-    command.choice("--as", options->format.kind, streamKinds(), "What to write");
+    command.choice("--as", options->format.kind, streamKinds(), "Format of the stream");
     addSizeOption(command, options->format.form.size);
     command.choice("--yuv", options->format.yuv, yuvFormats(), "Chroma format and bits of y4m");
     addFramesOption(command, options->frames.list);
     command.choice("--damaged", options->substitute, substitutes(),
-                   "What stands in for a frame that is not whole");
+                   "In place of a frame that is not whole: the last whole frame, or a black one");
     addJobsOption(command, options->jobs);
     addDevelopOptions(command, options->develop);
     command.footer(

@@ -62,7 +62,7 @@ Size parseSize(const std::string& text) {
     return size;
 }
 
-/// The coded pictures of a clip in turn.
+/// Makes the coded pictures of a clip, one after the other.
 class Pictures {
   public:
     virtual ~Pictures() = default;
@@ -94,7 +94,7 @@ class ScenePictures final : public Pictures {
     CodedPicture m_picture;
 };
 
-/// Goes round the files again and again; each is read and coded once.
+/// Takes the files in turn, over and over. Each is read and coded once.
 class FilePictures final : public Pictures {
   public:
     explicit FilePictures(const std::vector<std::string>& paths) : m_paths(paths) {}
@@ -134,7 +134,7 @@ ClipDescription describe(const SynthOptions& options) {
     ClipDescription description;
     description.framesPerSecond = options.framesPerSecond;
     description.shift = options.shift;
-    // What a mosaic's black is, its file does not say.
+    // A PGM file does not state its black level.
     description.blackLevel = options.blackLevel.value_or(options.mosaics.empty() ? kSceneBlackLevel : 0);
     description.whiteLevel = options.whiteLevel;
     description.planePadding = options.planePadding;
@@ -142,7 +142,7 @@ ClipDescription describe(const SynthOptions& options) {
     return description;
 }
 
-/// What a side-car has to say so that it agrees with the clip.
+/// The facts of the clip that its side-car repeats.
 SideCarFacts factsOf(const ClipDescription& description, const CodedPicture& picture, std::uint32_t frames) {
     const StartTimecode& start = description.start;
     SideCarFacts facts;
@@ -156,7 +156,7 @@ SideCarFacts factsOf(const ClipDescription& description, const CodedPicture& pic
     return facts;
 }
 
-/// Says that readers will not deliver the rate that was asked for.
+/// Warns when readers will not deliver the requested rate.
 void warnOfRate(float framesPerSecond) {
     const Rational delivered = deliveredRate(framesPerSecond);
     if (rationalRate(framesPerSecond) == delivered) return;
@@ -205,14 +205,14 @@ void addSynth(CLI::App& program, CommandContext& context) {
     constexpr std::uint32_t kMostFrames = krwfile::trailer::kFrameLimit - 1;
     command.argument("clip", options->clip, "Clip to write").valueName("OUT.krw");
     const CommandOption from =
-        command.repeatable("--from", options->mosaics, "Mosaic to take; several take turns")
+        command.repeatable("--from", options->mosaics, "Mosaic to code; several are used in turn")
             .valueName("MOSAIC.pgm");
     command.option("--size", options->size, "Size of the drawn scene").valueName("WxH").excludes(from);
     command.option("--frames", options->frames, "Number of frames")
         .valueName("N")
         .inRange(std::int64_t{1}, std::int64_t{kMostFrames});
     command.option("--fps", options->framesPerSecond, "Frames per second").valueName("F");
-    command.option("--shift", options->shift, "Bits that a reader shifts the samples to the left")
+    command.option("--shift", options->shift, "Number of bits by which readers shift the samples to the left")
         .valueName("S")
         .inRange(std::int64_t{0}, std::int64_t{15});
     command
@@ -226,7 +226,7 @@ void addSynth(CLI::App& program, CommandContext& context) {
     command.option("--white", options->whiteLevel, "White level").valueName("N");
     command
         .option("--plane-padding", options->planePadding,
-                "Fill the data of each colour plane up to a multiple of so many bytes")
+                "Fill the data of each colour plane up to a multiple of N bytes")
         .valueName("N")
         .inRange(std::int64_t{1}, std::int64_t{65536});
     command.flag("--no-trailer", options->noTrailer, "Leave out the stored frame table");

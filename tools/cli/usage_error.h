@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-/// A wish that the program cannot fulfil because of how it was called: exit status 2.
+/// The command line asks for something that cannot be done. The exit status is 2.
 class UsageError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;

@@ -1,4 +1,5 @@
-// `krw verify`: reads every frame and says what came out, so that two copies of a clip can be compared.
+// `krw verify`: reads every frame and lists its hash and status, so that two copies of a clip can be
+// compared.
 
 #include "tools/cli/clip_list.h"
 #include "tools/cli/command_options.h"
@@ -34,7 +35,7 @@ struct VerifyOptions {
     unsigned jobs = 1;
     bool json = false;
     bool null = false;
-    bool hashLists = false; // the paths are folders with a history
+    bool hashLists = false; // the paths are folders with a media hash history
 };
 
 struct Tally {
@@ -74,7 +75,7 @@ Json frameJson(const VerifyLine& line, const FrameReading& reading, const std::s
 class Verification final {
   public:
     Verification(const VerifyOptions& options, CommandContext& context)
-        : m_options(options), m_context(context), m_isOne(options.clips.isOneFile()),
+        : m_options(options), m_context(context), m_isOneFile(options.clips.isOneFile()),
           m_printsLines(!options.null && !options.json && (options.against.empty() || !context.quiet)) {
         if (!options.against.empty()) m_earlier = readVerifyLists(options.against);
     }
@@ -82,8 +83,8 @@ class Verification final {
     void run() {
         forEachClip(m_options.clips, m_context, [this](const ListedClip& clip) { verifyClip(clip); });
         for (const auto& [name, list] : m_earlier) {
-            if (m_isOne || m_compared.contains(name)) continue;
-            console::complain(fmt::format("{}: in the list, and not among the clips", name));
+            if (m_isOneFile || m_compared.contains(name)) continue;
+            console::complain(fmt::format("{}: is in the list, but not among the clips", name));
             m_context.exitStatus = std::max(m_context.exitStatus, 1);
         }
         finish();
@@ -102,12 +103,12 @@ class Verification final {
         m_clips.push_back(std::move(entry));
     }
 
-    /// The clip's list of the earlier run; null without one. Throws std::runtime_error when that run did not
-    /// have the clip.
+    /// The clip's list in the file that --against names; null without that option. Throws std::runtime_error
+    /// when the file has no list of the clip.
     [[nodiscard]] const VerifyList* earlierList(const ListedClip& listed) {
         if (m_options.against.empty()) return nullptr;
         auto found = m_earlier.find(listed.name);
-        if (found == m_earlier.end() && m_isOne) found = listOfAFile(listed.path);
+        if (found == m_earlier.end() && m_isOneFile) found = listOfAFile(listed.path);
         if (found == m_earlier.end())
             throw std::runtime_error(
                 fmt::format("{}: {} has no list of this clip", listed.name, m_options.against));
@@ -115,7 +116,7 @@ class Verification final {
         return &found->second;
     }
 
-    /// The only list, or the first one of a clip with the same file name.
+    /// The only list in the file, or the list of a clip with the same file name.
     [[nodiscard]] std::map<std::string, VerifyList>::iterator listOfAFile(const std::filesystem::path& path) {
         if (m_earlier.size() == 1) return m_earlier.begin();
         return std::ranges::find_if(m_earlier, [&path](const auto& list) {
@@ -127,7 +128,7 @@ class Verification final {
         Clip clip = openClip(m_context.plugin(), listed.path);
         const FrameSet frames = selectedFrames(m_options.frames, clip);
         const VerifyList* const earlier = earlierList(listed);
-        if (m_printsLines && !m_isOne) console::print(headingOf(listed.name) + "\n");
+        if (m_printsLines && !m_isOneFile) console::print(headingOf(listed.name) + "\n");
 
         Tally tally;
         Json list = Json::array();
@@ -166,13 +167,14 @@ class Verification final {
                       {"frames", std::move(list)}});
     }
 
-    [[nodiscard]] bool wholeClips() const {
+    [[nodiscard]] bool readsWholeClips() const {
         return m_options.frames.list.empty() && m_options.frames.part.empty();
     }
 
-    /// Complains about frames that the clip's table does not know, where the whole clip is verified.
+    /// Complains about frame records that the clip's table does not know, and returns false when there are
+    /// any. Checks nothing unless whole clips are verified.
     [[nodiscard]] bool isTableSound(const std::string& path, Json& entry) const {
-        if (!wholeClips()) return true;
+        if (!readsWholeClips()) return true;
         const TableReport table = checkTable(path);
         entry["frameTable"] = describeTable(table);
         if (!m_context.quiet && (table.origin != TableReport::Origin::stored || !table.trouble.empty()))
@@ -181,7 +183,7 @@ class Verification final {
     }
 
     [[nodiscard]] std::size_t lostFrames(const VerifyList& earlier, const Clip& clip) const {
-        const std::size_t lost = wholeClips() ? earlier.linesFrom(clip.frames()) : 0;
+        const std::size_t lost = readsWholeClips() ? earlier.linesFrom(clip.frames()) : 0;
         if (lost > 0)
             console::complain(
                 fmt::format("{}: has {} frames, the list has {} more", clip.path(), clip.frames(), lost));
@@ -201,14 +203,14 @@ class Verification final {
                                           m_tally.read.damaged, m_tally.read.unreadable);
         if (!m_options.against.empty())
             summary += fmt::format(", {} different from the list", m_tally.different);
-        const std::string what = m_isOne ? m_options.clips.paths.front() : fmt::format("{} clips", clips);
+        const std::string what = m_isOneFile ? m_options.clips.paths.front() : fmt::format("{} clips", clips);
         console::note(fmt::format("{}: {}", what, summary));
         if (!m_options.null) console::note(m_throughput.text());
     }
 
     const VerifyOptions& m_options;
     CommandContext& m_context;
-    bool m_isOne;
+    bool m_isOneFile;
     bool m_printsLines;
     std::map<std::string, VerifyList> m_earlier; // by clip
     std::set<std::string> m_compared;            // names in the earlier run's list
@@ -226,7 +228,7 @@ void addVerify(CLI::App& program, CommandContext& context) {
     addFrameSelection(command, options->frames);
     addJobsOption(command, options->jobs);
     const CommandOption null =
-        command.flag("--null", options->null, "Reading speed alone: no hashes, no list");
+        command.flag("--null", options->null, "Measure the reading speed: no hashes, no list");
     command.option("--against", options->against, "Compare with the list of an earlier run")
         .valueName("LIST")
         .excludes(null);
@@ -234,7 +236,7 @@ void addVerify(CLI::App& program, CommandContext& context) {
     command.flag("--mhl", options->hashLists, "CLIP is a folder: compare it with its ASC MHL history");
     command.footer(
         "The hash is XXH3-64 of the frame's mosaic (16-bit little-endian samples, row after row).\n"
-        "With several clips or -r, a line \"# CLIP\" stands in front of each clip's lines.\n"
+        "With several clips or -r, a line \"# CLIP\" comes before each clip's lines.\n"
         "With -q, --against prints differences and no list.\n"
         "Examples:\n"
         "  krw verify A001C003.krw > A001C003.frames\n"

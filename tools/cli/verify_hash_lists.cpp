@@ -11,8 +11,8 @@
 
 namespace {
 
-/// The kind that a checking program can find out from the digits, the usual one first. XXH3 is told from
-/// XXH64 by a prefix.
+/// The line for one file. Of its hashes it has the first whose kind a checking program tells from the digits,
+/// the most usual kind first. A prefix tells XXH3 from XXH64.
 std::string checkLine(const std::string& path, const KindHashes& hashes) {
     for (const HashKind kind :
          {HashKind::xxh64, HashKind::xxh128, HashKind::xxh3, HashKind::md5, HashKind::sha1})

@@ -5,5 +5,6 @@
 
 #include <string>
 
-/// Prints the listed hashes in the form that `xxhsum -c` reads, names what differs, and sets the exit status.
+/// Prints the listed hashes in the form that `xxhsum -c` reads. Complains about each difference, and sets the
+/// exit status.
 void verifyHashLists(const std::string& folder, CommandContext& context);

@@ -7,8 +7,8 @@
 #include <map>
 #include <string>
 
-/// One frame in the list. Columns: frame number, timecode, hash of the mosaic (16 hexadecimal digits, '-'
-/// where nothing could be read), status.
+/// One frame in the list. Columns: frame number, timecode, hash of the mosaic (16 hexadecimal digits, or '-'
+/// 16 times for an unreadable frame), status.
 struct VerifyLine {
     std::uint32_t frame = 0;
     std::string timecode;
@@ -20,7 +20,7 @@ struct VerifyLine {
 
 [[nodiscard]] VerifyLine verifyLine(const Clip& clip, std::uint32_t frame, const FrameOutcome& outcome);
 
-/// The line in front of a clip's lines in a list of several clips.
+/// The line before the lines of a clip, in a list of several clips.
 [[nodiscard]] std::string headingOf(const std::string& clipName);
 
 /// The frames of one clip in an earlier run's list.
@@ -31,7 +31,7 @@ class VerifyList final {
     /// How a frame differs from its line in the list, in words; empty when it does not.
     [[nodiscard]] std::string difference(const VerifyLine& line) const;
 
-    /// Number of lines for frames from `frames` on: frames that a clip of that length has lost.
+    /// Number of lines for frame number `frames` and above: frames that a clip of that length has lost.
     [[nodiscard]] std::size_t linesFrom(std::uint32_t frames) const;
 
   private:

@@ -1,4 +1,4 @@
-// Everything that `krw info` tells of a clip, gathered once, and the JSON document of it.
+// Everything that `krw info` reports on a clip, and its JSON document.
 #pragma once
 
 #include "tools/clip/clip.h"
@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-/// How reading one of the frames that were tried went.
+/// The result of reading one frame.
 struct TriedFrame {
     std::uint32_t frame;
     FrameReading reading;
@@ -23,13 +23,14 @@ struct ClipReport {
     std::vector<NamedItem> items;
     ItemSource documentSource; // of the device metadata document
     std::vector<TriedFrame> tried;
-    std::optional<TableReport> table{}; // where it was checked
+    std::optional<TableReport> table{}; // empty when the frame table was not checked
 };
 
 /// First, middle and last frame of a range.
 [[nodiscard]] FrameSet sampledFrames(std::uint32_t first, std::uint32_t count);
 
-/// Reads the frames to try, and opens the clip once more without its side-cars. The report refers to `clip`.
+/// Reads the frames of `framesToTry`. Opens the clip once more without its side-cars, to tell where each item
+/// comes from. The report refers to `clip`.
 [[nodiscard]] ClipReport makeClipReport(const Plugin& plugin, Clip& clip, const FrameSet& framesToTry);
 
 /// One JSON document, as docs/json.md describes it.

@@ -12,7 +12,7 @@ Json timecodeJson(const Clip& clip, std::uint32_t frame) {
     return {{"text", clip.timecode(frame)}, {"frame", clip.timecodeNumber(frame)}};
 }
 
-/// The shortest number that stands for the header's 32-bit one: 23.976, not 23.97599983.
+/// The shortest decimal number that gives the 32-bit number of the header: 23.976, not 23.97599983.
 Json statedRateJson(const Clip& clip) {
     const std::optional<float> rate = clip.statedRate();
     return rate ? Json(std::stod(fmt::format("{}", *rate))) : Json();

@@ -1,4 +1,4 @@
-// Values of DNG tags that the exported files and the headers of written clips have in common.
+// Values of DNG tags that exported files and the headers of written clips share.
 #pragma once
 
 #include "tools/clip/mosaic.h"
@@ -20,8 +20,8 @@ inline constexpr std::array<std::uint8_t, 4> kCfaPattern = [] {
     return pattern;
 }();
 
-/// A colour matrix without a camera's calibration: from CIE XYZ to the linear RGB of IEC 61966-2-1, in
-/// ten-thousandths. A clip does not state its camera's colours, so its samples are taken for that RGB.
+/// The colour matrix for cameras without a calibration: from CIE XYZ to the linear RGB of IEC 61966-2-1, in
+/// ten-thousandths. A clip does not state the colours of its camera, so its samples count as that RGB.
 inline constexpr std::int32_t kMatrixScale = 10000;
 inline constexpr std::array<std::int32_t, 9> kNeutralMatrix{32406, -15372, -4986, -9689, 18758,
                                                             415,   557,    -2040, 10570};

@@ -38,7 +38,7 @@ std::string sceneText(const Clip& clip) {
     return text + fmt::format("clip {}", std::filesystem::path(clip.path()).filename().string());
 }
 
-/// Says what no tag of the file can say.
+/// The image description: what no other tag of the file can hold.
 std::string describe(const Clip& clip, const DngMetadata& metadata) {
     std::string text = sceneText(clip);
     if (metadata.exif.colourTemperature)

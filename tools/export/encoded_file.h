@@ -1,5 +1,5 @@
-// The bytes of a file that is ready to be written, in parts, so that a picture need not be copied behind its
-// header.
+// The bytes of a file that is ready to be written. They come in parts, so that a picture is not copied to
+// stand behind its header.
 #pragma once
 
 #include <cstdint>
@@ -10,16 +10,16 @@
 /// Movable; the parts stay where they are in memory.
 class EncodedFile final {
   public:
-    /// Appends bytes that this object owns from now on.
+    /// Appends bytes, which this object then owns.
     void append(std::vector<std::uint8_t> bytes) {
         m_owned.push_back(std::move(bytes));
         borrow(m_owned.back());
     }
-    /// Appends bytes that somebody else keeps for as long as this object is used.
+    /// Appends bytes that the caller keeps for as long as this object is used.
     void borrow(std::span<const std::uint8_t> bytes) {
         if (!bytes.empty()) m_parts.push_back(bytes);
     }
-    /// Keeps memory that borrowed parts lie in.
+    /// Owns memory that borrowed parts lie in.
     void keep(std::unique_ptr<std::uint8_t[]> memory) { m_memory = std::move(memory); }
 
     [[nodiscard]] std::span<const std::span<const std::uint8_t>> parts() const { return m_parts; }

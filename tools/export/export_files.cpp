@@ -5,40 +5,28 @@
 #include "tools/export/pgm.h"
 #include "tools/picture/png_file.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <fmt/format.h>
-#include <utility>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-/// The word of the command line that stands for a value.
-template <class Value>
-std::string wordOf(const std::map<std::string, Value>& words, Value value) {
-    return std::ranges::find(words, value, &std::pair<const std::string, Value>::second)->first;
-}
-
-} // namespace
-
-const std::map<std::string, ExportFormat>& exportFormats() {
-    static const std::map<std::string, ExportFormat> formats{{"dng", ExportFormat::dng},
-                                                             {"tiff", ExportFormat::tiff},
-                                                             {"pgm", ExportFormat::pgm},
-                                                             {"png", ExportFormat::png}};
+const ChoiceWords<ExportFormat>& exportFormats() {
+    static const ChoiceWords<ExportFormat> formats{{"dng", ExportFormat::dng},
+                                                   {"tiff", ExportFormat::tiff},
+                                                   {"pgm", ExportFormat::pgm},
+                                                   {"png", ExportFormat::png}};
     return formats;
 }
 
-const std::map<std::string, NameStyle>& nameStyles() {
-    static const std::map<std::string, NameStyle> styles{{"number", NameStyle::number},
-                                                         {"timecode", NameStyle::timecode}};
+const ChoiceWords<NameStyle>& nameStyles() {
+    static const ChoiceWords<NameStyle> styles{{"number", NameStyle::number},
+                                               {"timecode", NameStyle::timecode}};
     return styles;
 }
 
-const std::map<std::string, Compression>& compressions() {
-    static const std::map<std::string, Compression> names{{"none", Compression::none},
-                                                          {"lossless", Compression::lossless}};
+const ChoiceWords<Compression>& compressions() {
+    static const ChoiceWords<Compression> names{{"none", Compression::none},
+                                                {"lossless", Compression::lossless}};
     return names;
 }
 

@@ -1,14 +1,14 @@
-// The files of an export: names, formats, what goes into each, and whether one is whole.
+// The files of an export: names, formats, contents.
 #pragma once
 
 #include "tools/clip/clip.h"
 #include "tools/export/dng_metadata.h"
 #include "tools/export/encoded_file.h"
 #include "tools/export/tiff_files.h"
+#include "tools/picture/choice_words.h"
 #include "tools/picture/develop.h"
 
 #include <cstdint>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -25,10 +25,10 @@ enum class NameStyle {
     timecode, // CLIP_01-00-00-12.dng
 };
 
-/// The words of the command line; a format's word is its files' extension, too.
-[[nodiscard]] const std::map<std::string, ExportFormat>& exportFormats();
-[[nodiscard]] const std::map<std::string, NameStyle>& nameStyles();
-[[nodiscard]] const std::map<std::string, Compression>& compressions();
+/// Words of the command line and their values. The word for a format is also the extension of its files.
+[[nodiscard]] const ChoiceWords<ExportFormat>& exportFormats();
+[[nodiscard]] const ChoiceWords<NameStyle>& nameStyles();
+[[nodiscard]] const ChoiceWords<Compression>& compressions();
 
 /// "STEM_000012.dng" for frame 12.
 [[nodiscard]] std::string numberedName(const std::string& stem, std::uint32_t frame, ExportFormat format);
@@ -42,7 +42,7 @@ struct ExportFormatOptions {
     DisplayCurve curve = DisplayCurve::gamma; // of png
 };
 
-/// Any thread may call, any number at a time.
+/// Names and encodes the files of one clip. Threads may call at the same time.
 class ExportFiles final {
   public:
     /// `clip` must outlive this object.
@@ -50,10 +50,10 @@ class ExportFiles final {
 
     [[nodiscard]] std::string path(std::uint32_t frame) const;
 
-    /// A frame's file. It may borrow the mosaic's samples.
+    /// Encodes a frame's file. The file may borrow the samples of the mosaic.
     [[nodiscard]] EncodedFile encode(const MosaicView& mosaic, std::uint32_t frame) const;
 
-    /// Bytes that a frame's file takes at least, as far as the clip tells before it is read; 0 for png.
+    /// A lower estimate of the bytes of a frame's file, made before the frame is read; 0 for png.
     [[nodiscard]] std::uint64_t leastSize() const;
 
     /// What shapes the files, for the manifest.

@@ -27,7 +27,7 @@ constexpr mode_t kPermissions = 0666; // what the user's umask leaves of it
     throw std::runtime_error(fmt::format("{}: {}", path, why));
 }
 
-/// False when the file was removed, or another one took its name, since it was opened.
+/// False when the file was removed or replaced since it was opened.
 bool hasName(int descriptor, const std::string& path) {
     struct stat opened {};
     struct stat named {};
@@ -57,10 +57,10 @@ ExportJournal::ExportJournal(ExportFileNames names, ExportIdentity identity, Exp
         const std::string lines = contentOf(m_names.journal);
         m_worthKeeping = !lines.empty();
         if (m_worthKeeping) {
-            takeUp(lines, selected);
+            readJournal(lines, selected);
         } else {
-            takeOver(m_names.wholeManifest, selected);
-            if (m_names.manifest != m_names.wholeManifest) takeOver(m_names.manifest, selected);
+            readManifest(m_names.wholeManifest, selected);
+            if (m_names.manifest != m_names.wholeManifest) readManifest(m_names.manifest, selected);
         }
         if (m_end == 0) begin();
     } catch (...) {
@@ -88,8 +88,8 @@ void ExportJournal::lock() {
     }
 }
 
-/// Reads the journal of a run that did not end. Its last line may be cut short.
-void ExportJournal::takeUp(const std::string& lines, const FrameFilter& selected) {
+/// Reads the journal of a run that was killed. The last line may be cut short.
+void ExportJournal::readJournal(const std::string& lines, const FrameFilter& selected) {
     if (m_start == ExportStart::fresh)
         refuse(m_names.journal,
                "exists already: an export did not end (--resume continues it, --overwrite begins anew)");
@@ -108,7 +108,7 @@ void ExportJournal::takeUp(const std::string& lines, const FrameFilter& selected
                 m_replaces = m_replaces || document.at("replaces").get<bool>();
             }
         } catch (const Json::exception&) {
-            break; // what follows a damaged line is not known; those frames' files are compared
+            break; // lines behind a damaged one are lost; the files of their frames are compared
         }
         read = end + 1;
     }
@@ -117,7 +117,7 @@ void ExportJournal::takeUp(const std::string& lines, const FrameFilter& selected
 }
 
 /// Takes over the frames of a manifest, where there is one.
-void ExportJournal::takeOver(const std::string& path, const FrameFilter& selected) {
+void ExportJournal::readManifest(const std::string& path, const FrameFilter& selected) {
     if (!std::filesystem::exists(path)) return;
     if (m_start == ExportStart::fresh)
         refuse(path, "exists already (--resume continues the export, --overwrite replaces)");
@@ -142,7 +142,7 @@ void ExportJournal::begin() {
 }
 
 void ExportJournal::append(const std::string& lines) {
-    // What stands behind the whole lines is a line that was cut short.
+    // A line that was cut short may stand behind the whole lines. It is overwritten.
     const auto end = static_cast<off_t>(m_end);
     if (::ftruncate(m_descriptor, end) != 0) fail(m_names.journal, errno);
     for (std::size_t done = 0; done < lines.size();) {

@@ -1,6 +1,6 @@
-// The record of an export under way: a line for each frame that is done, so that a run that was killed can be
-// taken up. It belongs to one process at a time and is gone when the export has ended, when the manifest
-// takes its place.
+// The journal of an export under way. It has a line for each frame that is done, so that a run that was
+// killed can be continued. One process at a time holds it. The manifest replaces it when the export has
+// ended.
 #pragma once
 
 #include "tools/export/export_manifest.h"
@@ -18,12 +18,12 @@ struct ExportFileNames {
     std::string wholeManifest; // of the whole export
 };
 
-/// How an export meets what is in its folder.
+/// What an export does with earlier exports and files in its folder.
 enum class ExportStart {
-    fresh,   // nothing of an earlier export may be there
-    resume,  // an earlier one of the same clip and options is continued
-    replace, // files that are there are replaced; an earlier export of the same clip and options is kept
-             // track of
+    fresh,   // refuses to start when an earlier export is there
+    resume,  // continues an earlier export of the same clip and options
+    replace, // replaces files; of an earlier export of the same clip and options, frames that are not
+             // selected stay in the manifest
 };
 
 /// Any thread may call. Failures throw std::runtime_error, "PATH: reason".
@@ -31,17 +31,17 @@ class ExportJournal final {
   public:
     using FrameFilter = std::function<bool(std::uint32_t frame)>;
 
-    /// Takes the journal, or throws because another process has it. Takes over what earlier runs wrote: from
-    /// the journal that a killed run left, else from the manifests. Throws when `start` does not allow what
-    /// is there. A replacing run takes over nothing of the frames that `selected` names.
+    /// Locks the journal. Takes over what earlier runs noted: from the journal that a killed run left,
+    /// otherwise from the manifests. A replacing run takes over no frame that `selected` accepts. Throws when
+    /// another process holds the journal, and when `start` does not allow what is there.
     ExportJournal(ExportFileNames names, ExportIdentity identity, ExportStart start,
                   const FrameFilter& selected, bool sync);
-    /// Without `finish` the journal stays for the next run, unless nothing was added.
+    /// Keeps the journal for the next run, unless `finish` was called or nothing was added.
     ~ExportJournal();
     ExportJournal(const ExportJournal&) = delete;
     ExportJournal& operator=(const ExportJournal&) = delete;
 
-    /// What is known of a frame from earlier runs and from this one.
+    /// What this run or an earlier one noted of a frame.
     [[nodiscard]] std::optional<ExportedFrame> find(std::uint32_t frame) const;
     /// True when this run, or the one that it continues, may replace files that no run has noted.
     [[nodiscard]] bool replaces() const { return m_replaces; }
@@ -54,8 +54,8 @@ class ExportJournal final {
 
   private:
     void lock();
-    void takeUp(const std::string& lines, const FrameFilter& selected);
-    void takeOver(const std::string& path, const FrameFilter& selected);
+    void readJournal(const std::string& lines, const FrameFilter& selected);
+    void readManifest(const std::string& path, const FrameFilter& selected);
     void begin();
     void append(const std::string& lines);
 

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Keeps other processes from putting parts together at the same time, where the file system has locks.
+/// Keeps other processes from combining parts at the same time, where the file system has locks.
 class FolderLock final {
   public:
     explicit FolderLock(const std::string& directory)

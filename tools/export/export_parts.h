@@ -1,4 +1,4 @@
-// Exports in parts: the parts' manifests put together into the manifest of the whole.
+// Exports in parts: the manifests of the parts become the manifest of the whole.
 #pragma once
 
 #include "tools/export/export_journal.h"
@@ -10,7 +10,7 @@
 [[nodiscard]] ExportFileNames exportFileNames(const std::string& directory, const std::string& clipName,
                                               std::uint32_t part, std::uint32_t parts);
 
-/// Called when a part has ended. The part that ends last puts all parts' manifests together into the whole's
-/// and removes them. A part that is run again later is put into the whole's manifest. Throws
+/// Call this when a part has ended. The part that ends last combines the manifests of all parts into that of
+/// the whole, and removes them. A part that is run again later is added to the manifest of the whole. Throws
 /// std::runtime_error, "PATH: reason".
 void mergeParts(const std::string& directory, const std::string& clipName, std::uint32_t parts, bool sync);

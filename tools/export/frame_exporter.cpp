@@ -34,8 +34,8 @@ bool holds(const std::string& path, const EncodedFile& content) {
     return true;
 }
 
-/// Calls `take` with the pieces of a file in turn. A piece is small enough to stay in the processor's cache:
-/// what is done to it first fetches it from memory for all that follows.
+/// Calls `take` with each piece of a file in turn. The first use of a piece fetches it from memory. Pieces
+/// are small enough that later uses find them in the processor's cache.
 template <typename Take>
 void forEachPiece(std::span<const std::uint8_t> bytes, Take take) {
     constexpr std::size_t kPiece = std::size_t{256} << 10U;
@@ -43,7 +43,7 @@ void forEachPiece(std::span<const std::uint8_t> bytes, Take take) {
         take(bytes.first(std::min(kPiece, bytes.size())));
 }
 
-/// What of a frame's file is hashed.
+/// The hashes of one frame.
 struct ContentHashes {
     MediaHash file{HashKind::xxh3};
     MediaHash mosaic{HashKind::xxh3};
@@ -92,7 +92,7 @@ void FrameExporter::writeFile(ExportedFrame& done, const Picture& picture, bool 
     done.size = content.size();
     ContentHashes hashes;
     if (m_options.delivery) hashes.delivery.emplace(*m_options.delivery);
-    // A file that no run has noted was put in place just before a run was killed, or is somebody else's.
+    // A file that no run has noted is either somebody else's, or its run was killed right after writing it.
     if (m_options.resume && holds(path, content)) {
         outcome.skipped = done.reading.state == FrameReading::State::ok;
         hashAndWrite(content, mosaic, hashes, nullptr);

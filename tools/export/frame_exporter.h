@@ -1,4 +1,4 @@
-// What is done for one frame of an export: read it, encode it, put its file in place, note it.
+// The work on one frame of an export: it is read, encoded, written and noted in the journal.
 #pragma once
 
 #include "tools/clip/frame_workers.h"
@@ -14,14 +14,14 @@
 #include <string>
 
 struct FrameExportOptions {
-    bool resume = false; // leave out what is done
-    bool check = false;  // ... after comparing the hash of the file
-    bool strict = false; // end the export at a frame that is not in order, which then gets no file
-    bool sync = false;   // a frame is done when its file is on the disk
+    bool resume = false; // leave out frames that are done
+    bool check = false;  // compare the hash of a frame's file before the frame is left out
+    bool strict = false; // end the export at a frame that is not in order; that frame gets no file
+    bool sync = false;   // bring each file to the disk before its frame is done
     std::optional<HashKind> delivery; // hash for a media hash list
 };
 
-/// Any thread may call. Failures to write throw std::runtime_error, "PATH: reason".
+/// Threads may call at the same time. Failures to write throw std::runtime_error, "PATH: reason".
 class FrameExporter final {
   public:
     /// Both references must outlive this object.
@@ -31,21 +31,21 @@ class FrameExporter final {
     /// Exports one frame. The outcome is "skipped" for a frame in order whose file was in place.
     [[nodiscard]] FrameOutcome exportFrame(Clip& clip, Picture& picture, std::uint32_t frame);
 
-    /// Bytes that the folder needs for a frame, beyond what an earlier file of it takes.
+    /// Bytes that the folder needs for a frame, in addition to those that an earlier file of the frame takes.
     [[nodiscard]] std::uint64_t neededSpace(std::uint32_t frame) const;
 
     /// Files that this run has put in place.
     [[nodiscard]] std::uint32_t written() const { return m_written; }
 
-    /// Hashes for a media hash list, of the files that this run wrote, by name. Called when no frame is under
-    /// way.
+    /// Hashes of the files that this run wrote, by name, for a media hash list. Call this when no frame is
+    /// under way.
     [[nodiscard]] const std::map<std::string, std::string>& deliveryHashes() const {
         return m_deliveryHashes;
     }
 
   private:
     [[nodiscard]] bool isDone(const ExportedFrame& known, bool check) const;
-    /// Removes the file that an earlier export wrote of a frame that gets none now.
+    /// Removes the file of an earlier export when the frame gets none now.
     void removeFile(std::uint32_t frame) const;
     void writeFile(ExportedFrame& done, const Picture& picture, bool isOurs, FrameOutcome& outcome);
 
@@ -54,5 +54,5 @@ class FrameExporter final {
     FrameExportOptions m_options;
     std::atomic<std::uint32_t> m_written = 0;
     std::map<std::string, std::string> m_deliveryHashes;
-    std::mutex m_mutex; // of these
+    std::mutex m_mutex; // guards m_deliveryHashes
 };

@@ -22,11 +22,11 @@ void encodeRgb(const Developer& developer, const MosaicView& mosaic, const Pictu
 
 } // namespace
 
-const std::map<std::string, StreamKind>& streamKinds() {
-    static const std::map<std::string, StreamKind> kinds{{"y4m", StreamKind::y4m},
-                                                         {"rgb24", StreamKind::rgb24},
-                                                         {"rgb48", StreamKind::rgb48},
-                                                         {"mosaic", StreamKind::mosaic}};
+const ChoiceWords<StreamKind>& streamKinds() {
+    static const ChoiceWords<StreamKind> kinds{{"y4m", StreamKind::y4m},
+                                               {"rgb24", StreamKind::rgb24},
+                                               {"rgb48", StreamKind::rgb48},
+                                               {"mosaic", StreamKind::mosaic}};
     return kinds;
 }
 

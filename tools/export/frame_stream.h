@@ -1,9 +1,9 @@
-// Frames one after the other for an encoder or a player: what a stream holds for each.
+// The bytes of a stream for an encoder or a player: a header, then one frame after the other.
 #pragma once
 
 #include "tools/export/yuv4mpeg.h"
+#include "tools/picture/choice_words.h"
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,11 +12,11 @@ enum class StreamKind {
     y4m,    // YUV4MPEG2
     rgb24,  // developed, 8-bit red, green and blue
     rgb48,  // developed, 16-bit little-endian red, green and blue
-    mosaic, // the mosaic, 16-bit little-endian; bayer_grbg16le in FFmpeg's words
+    mosaic, // the mosaic, 16-bit little-endian; FFmpeg calls it bayer_grbg16le
 };
 
-/// The words of the command line.
-[[nodiscard]] const std::map<std::string, StreamKind>& streamKinds();
+/// Words of the command line and their values.
+[[nodiscard]] const ChoiceWords<StreamKind>& streamKinds();
 
 struct StreamFormat {
     StreamKind kind = StreamKind::y4m;
@@ -24,19 +24,19 @@ struct StreamFormat {
     PictureForm form;                  // of developed pictures
 };
 
-/// What a stream of one clip is made of. Any thread may encode.
+/// Encodes the frames of one clip. Threads may call `encode` at the same time.
 class FrameStream final {
   public:
-    /// May read frames of `clip` to measure a balance.
+    /// May read frames of `clip` to estimate the white balance.
     FrameStream(Clip& clip, const StreamFormat& format, const DevelopOptions& options);
 
-    /// What the stream begins with; empty for all but y4m.
+    /// The header of the stream; empty for all but y4m.
     [[nodiscard]] const std::string& header() const { return m_header; }
 
-    /// Puts one frame into `bytes`, whose earlier content goes.
+    /// Replaces the content of `bytes` with one frame.
     void encode(const MosaicView& mosaic, std::vector<std::uint8_t>& bytes) const;
 
-    /// A frame without light.
+    /// A black frame.
     [[nodiscard]] std::vector<std::uint8_t> blackFrame() const;
 
   private:
@@ -46,5 +46,5 @@ class FrameStream final {
     struct {
         std::uint32_t width, height;
         double level;
-    } m_dark; // the mosaic without light
+    } m_dark; // a mosaic at black level
 };

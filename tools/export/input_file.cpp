@@ -18,7 +18,7 @@ namespace {
 } // namespace
 
 InputFile::InputFile(std::string path)
-    // A pipe is never waited for.
+    // O_NONBLOCK: opening a pipe does not wait for a writer.
     : m_path(std::move(path)), m_descriptor(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {
     if (m_descriptor < 0) fail(m_path, errno);
     struct stat status {};

@@ -15,9 +15,10 @@ class InputFile final {
 
     [[nodiscard]] std::uint64_t size() const { return m_size; }
 
-    /// Reads on; the part of `memory` that was filled, which is all of it except at the file's end.
+    /// Reads the next bytes. Returns the part of `memory` that was filled: all of it except at the end of the
+    /// file.
     [[nodiscard]] std::span<const std::uint8_t> read(std::span<std::uint8_t> memory);
-    /// Goes on reading at an offset.
+    /// Makes the next read begin at an offset.
     void seek(std::uint64_t offset) { m_position = offset; }
 
   private:

@@ -25,7 +25,7 @@ constexpr std::uint8_t kDefineHuffmanTable = 0xC4;
 constexpr std::uint8_t kStartOfScan = 0xDA;
 constexpr std::uint8_t kEndOfImage = 0xD9;
 
-/// What the first two samples of a row are predicted from.
+/// The predictions of the first two samples of a row.
 using RowPrediction = std::array<std::uint16_t, kComponents>;
 
 /// One tile of a mosaic, row by row.
@@ -36,16 +36,16 @@ class Tile final {
           m_top(static_cast<std::uint32_t>(index / grid.columns) * grid.tileHeight), m_width(grid.tileWidth),
           m_height(grid.tileHeight) {}
 
-    /// The samples of a row as far as the mosaic has them: an even number of them. Beyond the mosaic's edges
-    /// every sample equals its prediction.
+    /// The samples of a row that lie in the mosaic, an even number. Beyond the edges of the mosaic every
+    /// sample equals its prediction.
     [[nodiscard]] std::span<const std::uint16_t> samplesOf(std::uint32_t row) const {
         if (m_top + row >= m_mosaic.height) return {};
         return m_mosaic.samples.subspan(std::size_t{m_top + row} * m_mosaic.width + m_left,
                                         std::min(m_width, m_mosaic.width - m_left));
     }
 
-    /// What the first samples of a row are predicted from (H.1.2.1). Every other sample of a component is
-    /// predicted from the one in front of it.
+    /// The predictions of the first samples of a row (H.1.2.1). Every other sample is predicted from the one
+    /// before it of the same component.
     [[nodiscard]] RowPrediction predictionOf(std::uint32_t row, unsigned precision) const {
         const auto half = static_cast<std::uint16_t>(1U << (precision - 1));
         if (row == 0) return {half, half};
@@ -83,15 +83,16 @@ unsigned precisionOf(std::span<const std::uint16_t> samples) {
     return std::max(2U, static_cast<unsigned>(std::bit_width((folded | folded >> 16U) & 0xFFFFU)));
 }
 
-/// Counts the categories of some rows' differences: of two in eight, so that all colours are among them. A
-/// code that fits a quarter of the samples is within a thousandth of the best one. Other differences have
-/// other categories, so each that the precision allows gets a code. With 16 bits all rows are counted, and
-/// there is no result when a difference of 32768 occurs.
+/// Counts the categories of the differences in two of every eight rows; two rows have all colours. A code
+/// that fits a quarter of the samples is within a thousandth of the best one. The other rows may have
+/// categories that were not counted, so every category that the precision allows gets a code. With 16 bits
+/// all rows are counted, and there is no result when a difference of 32768 occurs.
 std::optional<Histogram> countCategories(const std::vector<Tile>& tiles, unsigned precision) {
     constexpr std::uint32_t kPeriod = 8;
     const std::uint32_t counted = precision < kCategories ? 2 : kPeriod;
-    // Counting differences and sorting them into categories afterwards is faster than finding each category.
-    // Each component has its own counts, so that an increment need not wait for its neighbour's.
+    // Counting differences first and categories afterwards is faster than finding the category of each
+    // sample. Each component has its own counts, so that an increment does not wait for that of its
+    // neighbour.
     using Counts = std::array<std::uint32_t, kDifferences>;
     const auto counts = std::make_unique<std::array<Counts, kComponents>>();
     for (const Tile& tile : tiles)
@@ -124,11 +125,11 @@ struct HuffmanCode {
     std::array<std::uint16_t, kCategories> codes{};
 };
 
-/// The cheapest code without one of all ones, which the format forbids. A reserved symbol takes that code: it
-/// is the rarest, so its code is among the longest, and it comes last. Among 17 symbols no code is longer
-/// than 16 bits.
+/// The shortest code in which no codeword is all ones, because the format forbids that codeword. A reserved
+/// symbol takes it: the symbol is the rarest, so its codeword is among the longest, and it comes last. Among
+/// 17 symbols no codeword is longer than 16 bits.
 HuffmanCode fitCode(const Histogram& histogram) {
-    // A count of 1 below all the others: those are doubled.
+    // The reserved symbol has the lowest count, 1: the others are doubled.
     std::array<std::uint64_t, kCategories + 1> counts{};
     std::ranges::transform(histogram, counts.begin(), [](std::uint64_t count) { return 2 * count; });
     counts.back() = 1;
@@ -144,7 +145,7 @@ HuffmanCode fitCode(const Histogram& histogram) {
     return code;
 }
 
-/// What is written for each difference modulo 65536: its category's code and the magnitude bits.
+/// The bits for each difference modulo 65536: the code of its category and the magnitude bits.
 class DifferenceCodes final {
   public:
     struct Bits {
@@ -174,8 +175,8 @@ class DifferenceCodes final {
     std::uint32_t m_longest = 0;
 };
 
-/// Appends codes to memory that is large enough. Meant for a local variable: the compiler keeps its members
-/// in registers only as long as nobody has its address, because bytes are written that could be the members.
+/// Appends codes to memory that is large enough. Use it as a local variable whose address nobody has: a
+/// stored byte could otherwise be one of the members, and the compiler would not keep them in registers.
 class BitWriter final {
   public:
     using Bits = DifferenceCodes::Bits;
@@ -184,7 +185,7 @@ class BitWriter final {
 
     void put(const Bits& bits) { append(bits.value, bits.count); }
 
-    /// Four codes are put together before they are appended: each append waits for the one in front of it.
+    /// Combines four codes before it appends them, because each append waits for the one before it.
     void put(const Bits& first, const Bits& second, const Bits& third, const Bits& fourth) {
         constexpr unsigned kMost = 57; // with up to 7 bits of an unfinished byte they fit 64 bits
         const std::uint64_t left = std::uint64_t{first.value} << second.count | second.value;
@@ -235,7 +236,7 @@ class BitWriter final {
     unsigned m_bits = 0;      // number of these
 };
 
-/// Writes streams one behind the other into memory that is large enough.
+/// Writes streams one after the other into memory that is large enough.
 class JpegWriter final {
   public:
     explicit JpegWriter(std::uint8_t* out) : m_out(out) {}

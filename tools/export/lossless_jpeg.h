@@ -11,8 +11,8 @@
 #include <span>
 #include <vector>
 
-/// How a mosaic is cut: tiles of one size, from left to right and from top to bottom. A tile may reach beyond
-/// the mosaic's right and bottom edges; decoders drop what lies there.
+/// A mosaic cut into tiles of one size, from left to right and from top to bottom. A tile may reach beyond
+/// the right and bottom edges of the mosaic. Decoders drop what lies there.
 struct TileGrid {
     std::uint32_t tileWidth; // even
     std::uint32_t tileHeight;
@@ -22,12 +22,12 @@ struct TileGrid {
 
 /// JPEG streams (SOI to EOI), one for each tile, in the grid's order.
 struct JpegStreams {
-    std::unique_ptr<std::uint8_t[]> memory; // that the streams lie in
+    std::unique_ptr<std::uint8_t[]> memory; // holds the streams
     std::vector<std::span<const std::uint8_t>> streams;
 };
 
-/// Codes a mosaic of even size with one code, fitted to the whole of it. Nothing for a mosaic that lossless
-/// JPEG does not carry to every decoder: a tile's side is beyond 65535, or two neighbouring samples of a
-/// colour differ by 32768. The standard codes that difference as category 16 without magnitude bits; FFmpeg
-/// reads 16 of them.
+/// Encodes a mosaic of even size, with one Huffman code fitted to the whole mosaic. Returns nothing for a
+/// mosaic that some decoders could not read: when a side of a tile exceeds 65535, or when two neighbouring
+/// samples of a colour differ by 32768. The standard codes that difference as category 16 without magnitude
+/// bits, but FFmpeg reads 16 bits.
 [[nodiscard]] std::optional<JpegStreams> encodeLosslessJpeg(const MosaicView& mosaic, const TileGrid& grid);

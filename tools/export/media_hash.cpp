@@ -2,7 +2,6 @@
 
 #include "tools/export/input_file.h"
 
-#include <algorithm>
 #include <array>
 #include <charconv>
 #include <fmt/format.h>
@@ -12,7 +11,7 @@
 #include <string_view>
 #include <xxhash.h>
 #if defined(__x86_64__)
-// Chooses the widest vectors that the processor has.
+// This header chooses the widest vectors that the processor has.
 #include <xxh_x86dispatch.h>
 #endif
 
@@ -187,15 +186,15 @@ std::unique_ptr<MediaHash::State> makeState(HashKind kind) {
 
 } // namespace
 
-const std::map<std::string, HashKind>& hashKinds() {
-    static const std::map<std::string, HashKind> kinds{{"c4", HashKind::c4},     {"md5", HashKind::md5},
-                                                       {"sha1", HashKind::sha1}, {"xxh128", HashKind::xxh128},
-                                                       {"xxh3", HashKind::xxh3}, {"xxh64", HashKind::xxh64}};
+const ChoiceWords<HashKind>& hashKinds() {
+    static const ChoiceWords<HashKind> kinds{{"c4", HashKind::c4},     {"md5", HashKind::md5},
+                                             {"sha1", HashKind::sha1}, {"xxh128", HashKind::xxh128},
+                                             {"xxh3", HashKind::xxh3}, {"xxh64", HashKind::xxh64}};
     return kinds;
 }
 
 const std::string& hashName(HashKind kind) {
-    return std::ranges::find(hashKinds(), kind, &std::pair<const std::string, HashKind>::second)->first;
+    return wordOf(hashKinds(), kind);
 }
 
 MediaHash::MediaHash(HashKind kind) : m_state(makeState(kind)) {}

@@ -1,6 +1,8 @@
 // Hashes of files and mosaics, in the text forms of ASC Media Hash Lists.
 #pragma once
 
+#include "tools/picture/choice_words.h"
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -18,8 +20,8 @@ enum class HashKind {
     xxh64,
 };
 
-/// The names in lists, on the command line and in manifests.
-[[nodiscard]] const std::map<std::string, HashKind>& hashKinds();
+/// The names that lists, command line and manifests use.
+[[nodiscard]] const ChoiceWords<HashKind>& hashKinds();
 [[nodiscard]] const std::string& hashName(HashKind kind);
 
 /// A hash of bytes that come in pieces.
@@ -35,17 +37,17 @@ class MediaHash final {
     /// The hash of all bytes so far: hexadecimal digits, or C4's text.
     [[nodiscard]] std::string text();
 
-    /// One way to hash; an object holds one.
+    /// One kind of hash under way.
     class State;
 
   private:
     std::unique_ptr<State> m_state;
 };
 
-/// The hash that a text stands for, most significant byte first. Throws std::runtime_error for a text that is
-/// none.
+/// The bytes of a hash in text form, most significant byte first. Throws std::runtime_error for any other
+/// text.
 [[nodiscard]] std::vector<std::uint8_t> hashBytes(HashKind kind, const std::string& text);
 
-/// The hashes of the file at `path`, in one reading. Throws std::runtime_error, "PATH: reason".
+/// Hashes the file at `path` in one reading. Throws std::runtime_error, "PATH: reason".
 [[nodiscard]] std::map<HashKind, std::string> fileHashes(const std::string& path,
                                                          const std::vector<HashKind>& kinds);

@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 constexpr const char* kHistoryFolder = "ascmhl";
 constexpr const char* kChainName = "ascmhl_chain.xml";
 
-// What lists leave out: their own folder, what file managers leave behind, and the notes of exports.
+// Lists leave out their own folder, the files of file managers, and the notes of exports.
 constexpr std::array kIgnored{
     ".DS_Store", "ascmhl", "ascmhl/", "*.krw-export.json", "*.krw-export.unfinished", "*.krw-part"};
 
@@ -78,7 +78,7 @@ void addText(pugi::xml_node parent, const char* name, const std::string& text) {
     parent.append_child(name).text() = text.c_str();
 }
 
-/// The hashes below an element, with those that an earlier run found wrong left out.
+/// The hashes below an element, without those that an earlier run found to be wrong.
 KindHashes hashesOf(const pugi::xml_node& element) {
     KindHashes hashes;
     for (const auto& [name, kind] : hashKinds()) {
@@ -114,7 +114,7 @@ std::vector<fs::directory_entry> entriesOf(const fs::path& folder) {
     return entries;
 }
 
-/// XML 1.0 has no words for other names.
+/// Throws for a name that XML 1.0 cannot hold.
 void requireListable(const std::string& path) {
     const bool hasControl = std::ranges::any_of(path, [](unsigned char c) { return c < 0x20 || c == 0x7F; });
     if (hasControl)
@@ -126,7 +126,7 @@ struct FolderHashes {
     std::string structure;
 };
 
-/// One run over a folder: each file's and folder's element of the new list.
+/// Goes through a folder and adds an element for each file and folder to a new list.
 class ListMaker final {
   public:
     ListMaker(std::string folder, HashKind kind, const std::map<std::string, KindHashes>& originals,
@@ -207,7 +207,7 @@ class ListMaker final {
         node.append_attribute("lastmodificationdate") = modificationTime(file).c_str();
         for (const auto& [kind, text] : now) {
             const auto known = expected.find(kind);
-            // A kind that is new to a file that changed says nothing about the original.
+            // The file has changed, so a hash of a new kind would not be that of the original.
             if (known == expected.end() && wrong) continue;
             pugi::xml_node hash = element.append_child(hashName(kind).c_str());
             hash.append_attribute("action") = known == expected.end() ? "original"

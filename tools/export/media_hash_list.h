@@ -1,6 +1,5 @@
-// Histories of ASC Media Hash Lists (version 2.0): what a delivered folder holds, in lists that are only ever
-// added to. A folder has its lists in "ascmhl": one for each generation, and a chain file with the lists' own
-// hashes.
+// Histories of ASC Media Hash Lists (version 2.0): what a delivered folder holds. A folder keeps its lists in
+// "ascmhl": one list for each generation, which never changes, and a chain file with the hashes of the lists.
 #pragma once
 
 #include "tools/export/media_hash.h"
@@ -19,26 +18,26 @@ struct HashFinding {
     std::string text;
 };
 
-/// The history of one folder. Histories of folders inside it are left alone. Failures throw
+/// The history of one folder. Histories of folders inside it are not read or changed. Failures throw
 /// std::runtime_error, "PATH: reason".
 class MediaHashHistory final {
   public:
-    /// Reads the chain and the lists that are there; a folder without is at its beginning. Lists that differ
-    /// from their hash in the chain, or are missing, become findings.
+    /// Reads the chain and its lists. A folder without a chain has no generation yet. A list that is missing,
+    /// or differs from its hash in the chain, becomes a finding.
     explicit MediaHashHistory(std::string folder);
 
     /// Number of lists.
     [[nodiscard]] std::uint32_t generations() const { return m_generations; }
     [[nodiscard]] const std::vector<HashFinding>& findings() const { return m_findings; }
-    /// The hashes that each file had when it was seen first.
+    /// The hashes that each file had in the first list that names it.
     [[nodiscard]] const std::map<std::string, KindHashes>& originals() const { return m_originals; }
 
     /// Compares the folder with its history: files that changed, are missing or are in no list.
     [[nodiscard]] std::vector<HashFinding> verify() const;
 
-    /// Writes the next list with all the folder's files and folders, and puts it into the chain. `written`
-    /// has hashes of `kind` that were made while files were written; other files are read. Files of earlier
-    /// lists are verified; what is wrong with them is returned.
+    /// Writes the next list, which has all files and folders, and adds it to the chain. `written` has hashes
+    /// of `kind` that were made while files were written; other files are read. Files of earlier lists are
+    /// verified. Returns what is wrong with them.
     std::vector<HashFinding> addGeneration(HashKind kind, const std::map<std::string, std::string>& written);
 
   private:
@@ -50,8 +49,8 @@ class MediaHashHistory final {
     std::vector<HashFinding> m_findings;
 };
 
-/// The hash of a folder's content, or of its structure, from those of its children in text form.
+/// The hash of a folder's content or of its structure, from the hashes of its children in text form.
 [[nodiscard]] std::string folderHash(HashKind kind, std::vector<std::string> children);
-/// A child's part in the hash of a folder's structure: its name and its hash, a folder's being that of its
-/// structure.
+/// The hash of a child in the structure of its folder, from the child's name and hash. For a folder that is
+/// the hash of its structure.
 [[nodiscard]] std::string structureHash(HashKind kind, const std::string& name, const std::string& hash);

@@ -15,7 +15,7 @@ Storage& storageOf(thandle_t handle) {
     return *static_cast<Storage*>(handle);
 }
 
-/// The bytes around the current position that are not a chunk's, and the position in them.
+/// The buffer at the current position, head or tail, and the position in it.
 std::pair<std::vector<std::uint8_t>&, std::uint64_t> placeOf(Storage& storage) {
     const std::uint64_t headEnd = storage.headEnd();
     if (storage.chunks.empty() || storage.position < headEnd) return {storage.head, storage.position};
@@ -59,7 +59,7 @@ tmsize_t writeStorage(thandle_t handle, void* data, tmsize_t size) {
             std::copy_n(from, count, bytes.begin() + static_cast<std::ptrdiff_t>(position));
         }
     } catch (const std::exception&) {
-        return 0; // no exception passes through libtiff; a short write is what it understands
+        return 0; // no exception passes through libtiff; a short write tells it of a failure
     }
     storage.position += count;
     return size;
@@ -120,7 +120,7 @@ void addCinemaTags(TIFF* tiff) {
     if (outerExtender != nullptr) outerExtender(tiff);
 }
 
-/// libtiff keeps these for the whole process.
+/// Sets what libtiff keeps for the whole process.
 void prepareLibrary() {
     static std::once_flag once;
     std::call_once(once, [] {
@@ -158,7 +158,7 @@ void MemoryTiff::beginExif() {
 void MemoryTiff::endExif() {
     std::uint64_t offset = 0;
     const bool written = TIFFWriteCustomDirectory(m_tiff.get(), &offset) == 1;
-    // libtiff keeps the values of a written EXIF directory, and begins the next one over them.
+    // libtiff keeps the values of a written EXIF directory, and would add the next one to them.
     TIFFFreeDirectory(m_tiff.get());
     if (!written || TIFFCreateDirectory(m_tiff.get()) != 0)
         throw std::runtime_error("the EXIF directory cannot be written");
@@ -173,8 +173,7 @@ void MemoryTiff::writeChunks(const std::vector<std::span<const std::uint8_t>>& c
                    TIFFWriteCheck(tiff, TIFFIsTiled(tiff), "krw") == 1 && TIFFWriteDirectory(tiff) == 1 &&
                    TIFFSetDirectory(tiff, 0) == 1;
     for (std::uint32_t index = 0; index < chunks.size() && written; ++index) {
-        // libtiff takes the data as changeable because it may swap bytes in place; in the machine's own order
-        // it does not.
+        // libtiff takes a pointer to changeable data, but changes it only to swap bytes.
         auto* const data = const_cast<std::uint8_t*>(chunks[index].data());
         const auto size = static_cast<tmsize_t>(chunks[index].size());
         m_storage.nextChunk = data;

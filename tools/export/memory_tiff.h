@@ -35,24 +35,24 @@ class MemoryTiff final {
     /// terms exactly.
     void setRational(std::uint32_t tag, const Rational& value);
 
-    /// Tags that are set between these two calls go into the EXIF directory. The calls come before all other
-    /// tags.
+    /// Tags that are set between these two calls go into the EXIF directory. Make both calls before other
+    /// tags are set.
     void beginExif();
     void endExif();
 
-    /// The file: the directory, then the strips or tiles as they are coded, each at an even offset. Readers
-    /// that guess at the place of a directory find it near the file's start. The file borrows the chunks.
-    /// Nothing can be done to this object after that.
+    /// Returns the file: the directory, then the strips or tiles as they are coded, each at an even offset.
+    /// Readers that guess where a directory is find it near the start of the file. The file borrows the
+    /// chunks. This object must not be used after that.
     [[nodiscard]] EncodedFile finish(const std::vector<std::span<const std::uint8_t>>& chunks);
 
-    /// The file as libtiff sees it. Chunks are noted, not copied.
+    /// The file that libtiff writes to. It refers to the chunks and does not copy them.
     struct Storage {
         std::vector<std::uint8_t> head;
         std::vector<std::span<const std::uint8_t>> chunks;
-        std::uint64_t chunkBytes = 0; // with the bytes that fill up to even offsets
+        std::uint64_t chunkBytes = 0; // including padding to even offsets
         std::vector<std::uint8_t> tail;
         std::uint64_t position = 0;
-        const void* nextChunk = nullptr; // what is written from there is a chunk
+        const void* nextChunk = nullptr; // data that libtiff writes from this address is a chunk
 
         /// Where the first chunk begins, or would begin.
         [[nodiscard]] std::uint64_t headEnd() const { return head.size() + head.size() % 2; }

@@ -47,7 +47,7 @@ std::string finalName(const std::string& name) {
     return dot == std::string::npos ? std::string() : name.substr(0, dot);
 }
 
-/// A new descriptor for a file without a name; -1 where the file system has none.
+/// A descriptor for a file without a name; -1 where the file system has no such files.
 int openUnnamed(const std::string& path) {
     const int descriptor = ::open(folderOf(path).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kPermissions);
     // EISDIR: kernels that do not know the flag.
@@ -61,10 +61,10 @@ int linkUnnamed(int descriptor, const std::string& name) {
     return ::linkat(AT_FDCWD, source.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW);
 }
 
-/// Renames a file unless the new name is taken.
+/// Renames a file unless the new name exists.
 int renameToFree(const std::string& from, const std::string& to) {
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-    // Some network file systems know no such rename, but links.
+    // Some network file systems do not know that kind of rename, but have links.
     if (errno != EINVAL && errno != ENOSYS) return -1;
     return ::link(from.c_str(), to.c_str()) == 0 ? ::unlink(from.c_str()) : -1;
 }
@@ -126,7 +126,7 @@ void OutputFile::createBeside() {
         else if (errno != EEXIST)
             fail(m_path, errno);
     }
-    // Tells removeLeftovers that a process still writes. Without locks on the file system it has to guess.
+    // The lock tells removeLeftovers that a process still writes the file, where the file system has locks.
     (void)::flock(m_descriptor, LOCK_EX | LOCK_NB);
 }
 
@@ -179,7 +179,7 @@ void OutputFile::close() {
 void OutputFile::finish() {
     if (m_isStream) return close();
     if (m_options.sync && ::fsync(m_descriptor) != 0) fail(m_path, errno);
-    // Network file systems report a full disk only here. They have no files without a name.
+    // Network file systems report a full disk only when a file is closed. They have no files without a name.
     if (!m_temporaryPath.empty()) close();
     publish();
     close();

@@ -1,4 +1,4 @@
-// Files that are either whole or not there: everything that the tools write goes through this.
+// Files that are whole or absent. The tools write all their files through this.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-/// What becomes of a file that already has the name.
+/// What happens to a file that already has the name.
 enum class Existing {
     keep,    // the new file is not put in place: an error
     replace, // the new file takes its name
@@ -19,15 +19,15 @@ struct OutputOptions {
     bool named = false; // use a temporary name also where the file system has files without one
 };
 
-/// True for a pipe with a name and for a descriptor of this process (/dev/fd/N). What is written there goes
-/// out at once, and no file is put in place.
+/// True for a named pipe and for a descriptor of this process (/dev/fd/N). Bytes that are written there go
+/// out at once.
 [[nodiscard]] bool isStream(const std::string& path);
 
-/// A file under way. It has no name until `finish` (O_TMPFILE); where the file system has no such files it
-/// has a temporary name beside its destination. Destroyed before `finish`, it leaves nothing behind; when the
-/// process is killed, a temporary name can stay, for removeLeftovers. Every failure throws std::runtime_error
-/// with a message of the form "DESTINATION: reason". Writing to a stream (isStream) throws Interrupted when a
-/// signal asks to stop.
+/// A file under way. It has no name until `finish` (O_TMPFILE); where the file system has no such files, it
+/// has a temporary name beside its destination. When it is destroyed before `finish`, nothing is left. When
+/// the process is killed, a temporary name can stay; removeLeftovers removes it. Every failure throws
+/// std::runtime_error, "DESTINATION: reason". Writing to a stream (isStream) throws Interrupted when a signal
+/// asks to stop.
 class OutputFile final {
   public:
     explicit OutputFile(std::string path, OutputOptions options = {});
@@ -58,7 +58,7 @@ class OutputFile final {
     int m_descriptor = -1;
 };
 
-/// Removes temporary names that a killed process left in a folder. `isOurs` is asked with the name that the
-/// file would have had. A file that a live process writes stays.
+/// Removes files with temporary names that a killed process left in a folder. `isOurs` gets the final name of
+/// each, and returns true when the file may go. A file that a live process writes stays.
 void removeLeftovers(const std::string& directory,
                      const std::function<bool(const std::string& name)>& isOurs);

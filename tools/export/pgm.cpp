@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t kMaxval = 65535;
 constexpr std::uint32_t kLargestByteMaxval = 255;
 
-/// Opens a regular file; a directory, a pipe or a device is never waited for.
+/// Opens a regular file. Does not wait for a pipe or a device.
 std::ifstream openInput(const std::string& path) {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(path, error);

@@ -31,7 +31,7 @@ EncodedFile finishUncompressed(MemoryTiff& tiff, const MosaicView& mosaic) {
     return tiff.finish({{reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}});
 }
 
-/// Eight tiles for a large picture, so that decoders can use several processors; a small one is one strip.
+/// A large picture has eight tiles, so that decoders can use several processors. A small one is one strip.
 /// Sides of tiles are multiples of 16 (TIFF 6.0, section 15).
 TileGrid gridFor(const MosaicView& mosaic) {
     constexpr std::uint32_t kColumns = 4; // LibRaw misreads a picture that is as wide as two tiles
@@ -69,7 +69,7 @@ void setShot(MemoryTiff& tiff, const ExifValues& exif) {
     if (exif.exposureTime) tiff.setRational(EXIFTAG_EXPOSURETIME, *exif.exposureTime);
     if (exif.fNumber) tiff.setRational(EXIFTAG_FNUMBER, *exif.fNumber);
     if (exif.iso) {
-        // The tag has 16 bits; its largest value stands for all above.
+        // The tag has 16 bits. Its largest value means "this or more".
         const auto iso = static_cast<std::uint16_t>(std::min(*exif.iso, 65535U));
         tiff.set(EXIFTAG_ISOSPEEDRATINGS, 1, &iso);
     }

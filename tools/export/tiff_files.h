@@ -14,8 +14,9 @@ enum class Compression {
     lossless, // lossless JPEG
 };
 
-/// A DNG 1.4 file with the mosaic. `timecode` is the frame's, as binaryTimecode makes it. A mosaic that
-/// lossless JPEG does not carry to every decoder is not compressed. The file borrows the mosaic's samples.
+/// A DNG 1.4 file with the mosaic. `timecode` is the timecode of the frame, from binaryTimecode. With
+/// `lossless`, a mosaic that encodeLosslessJpeg cannot encode is stored uncompressed. The file borrows the
+/// samples of the mosaic.
 [[nodiscard]] EncodedFile encodeCinemaDng(const DngMetadata& metadata, const MosaicView& mosaic,
                                           const std::array<std::uint8_t, 8>& timecode,
                                           Compression compression);

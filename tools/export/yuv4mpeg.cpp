@@ -98,7 +98,7 @@ class PlaneWriter final {
         }
     }
 
-    /// Chroma of 4:2:0 is made of two rows; the last row of an odd number makes it twice over.
+    /// Chroma of 4:2:0 is the mean of two rows. The last of an odd number of rows counts twice.
     void addToPair(const DevelopedRow& row) {
         const bool first = m_row % 2 == 0;
         const bool alone = first && m_row + 1 == m_height;
@@ -124,7 +124,7 @@ class PlaneWriter final {
             pair[x] = (first ? 0 : pair[x]) + weight * static_cast<float>(row[x]);
     }
 
-    /// Every second column of a sum of two rows, as the mean of both rows with the columns beside it.
+    /// Takes every second column of a sum of two rows: the mean of both rows, with the columns beside it.
     static void halve(const std::vector<float>& pair, std::vector<float>& between) {
         const std::size_t last = pair.size() - 1;
         for (std::size_t i = 0; i < between.size(); ++i) {
@@ -162,11 +162,11 @@ void writePlanes(const Developer& developer, const MosaicView& mosaic, const Pic
 
 } // namespace
 
-const std::map<std::string, YuvFormat>& yuvFormats() {
-    static const std::map<std::string, YuvFormat> formats{{"420", YuvFormat::yuv420},
-                                                          {"444", YuvFormat::yuv444},
-                                                          {"420p10", YuvFormat::yuv420p10},
-                                                          {"444p10", YuvFormat::yuv444p10}};
+const ChoiceWords<YuvFormat>& yuvFormats() {
+    static const ChoiceWords<YuvFormat> formats{{"420", YuvFormat::yuv420},
+                                                {"444", YuvFormat::yuv444},
+                                                {"420p10", YuvFormat::yuv420p10},
+                                                {"444p10", YuvFormat::yuv444p10}};
     return formats;
 }
 

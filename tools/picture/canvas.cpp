@@ -20,7 +20,7 @@ struct PangoFree {
 template <class Object>
 using PangoHandle = std::unique_ptr<Object, PangoFree>;
 
-/// Text that fits one line: valid UTF-8 without control characters.
+/// Makes text fit one line: valid UTF-8 without control characters.
 std::string oneLine(const std::string& text) {
     const PangoHandle<char> valid(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
     std::string line(valid.get());

@@ -12,29 +12,29 @@ struct Colour {
     std::uint8_t red, green, blue;
 };
 
-/// How one line of text looks.
+/// The look of one line of text.
 struct TextStyle {
     double size; // height of the font in pixels
     Colour colour;
     double width; // pixels; a longer text is shortened in its middle
 };
 
-/// A picture that is drawn on. Coordinates are pixels from the top left corner. What falls outside is not
-/// drawn. For one thread at a time.
+/// A picture to draw on. Coordinates are pixels from the top left corner. Parts outside the picture are not
+/// drawn. Not thread-safe.
 class Canvas final {
   public:
-    /// Pixels of a line of text for each pixel of its font's height.
+    /// Height of a line of text, as a multiple of the height of its font.
     static constexpr double kLineHeight = 1.4;
 
-    /// Throws std::runtime_error for a picture larger than 32767 pixels in one direction or than the memory.
+    /// Throws std::runtime_error for a picture with a side above 32767 pixels, or without memory for it.
     Canvas(std::uint32_t width, std::uint32_t height, Colour background);
 
     void fill(double x, double y, double width, double height, Colour colour);
-    /// A line one pixel wide down from (x, y), solid or dashed.
+    /// Draws a line one pixel wide from (x, y) downwards, solid or dashed.
     void lineDown(double x, double y, double length, Colour colour, bool dashed);
     void place(std::uint32_t x, std::uint32_t y, const RgbImage& picture);
-    /// One line of text with its top left corner at (x, y). Control characters and bytes that are not UTF-8
-    /// show as replacement characters.
+    /// Writes one line of text with its top left corner at (x, y). Control characters and bytes that are not
+    /// UTF-8 appear as replacement characters.
     void write(double x, double y, const std::string& text, const TextStyle& style);
 
     [[nodiscard]] RgbImage image() const;

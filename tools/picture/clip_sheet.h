@@ -14,10 +14,10 @@ struct ClipSheetOptions {
     DevelopOptions develop;
 };
 
-/// Told how reading each frame of the sheet went. What it throws ends the drawing.
+/// Gets the result of reading each frame of the sheet. An exception that it throws ends the drawing.
 using SheetFrameTaker = std::function<void(std::uint32_t frame, const FrameReading& reading)>;
 
-/// Frames spread evenly over `frames`, first and last included. Throws std::runtime_error when the sheet
-/// would be too large.
+/// Draws a sheet of frames that are spread evenly over `frames`, first and last included. Throws
+/// std::runtime_error when the sheet would be too large.
 [[nodiscard]] RgbImage drawClipSheet(Clip& clip, const FrameSet& frames, const ClipSheetOptions& options,
                                      const SheetFrameTaker& take);

@@ -7,14 +7,14 @@
 #include <cstdint>
 #include <string>
 
-/// How many thumbnails a sheet has, and how large the largest is.
+/// The number of thumbnails on a sheet, and the size of the largest.
 struct SheetFormat {
     std::uint32_t count; // 1 or more
     std::uint32_t thumbWidth;
     std::uint32_t thumbHeight;
 };
 
-/// Where the thumbnails of a sheet lie, in pixels. Text grows with the thumbnails.
+/// The places of thumbnails on a sheet, in pixels. Text grows with the thumbnails.
 class SheetLayout final {
   public:
     explicit SheetLayout(const SheetFormat& format);
@@ -43,9 +43,9 @@ class ContactSheet final {
     /// Throws std::runtime_error when the sheet would be too large.
     ContactSheet(const SheetFormat& format, const std::string& heading);
 
-    /// `problem` marks the caption of a frame that is not in order.
+    /// Adds a thumbnail. `problem` marks the caption of a frame that is not in order.
     void add(const RgbImage& thumbnail, const std::string& caption, bool problem);
-    /// A dark area in place of a frame that cannot be shown.
+    /// Adds a dark area for a frame that cannot be shown.
     void addMissing(const std::string& caption);
 
     [[nodiscard]] RgbImage image() const { return m_canvas.image(); }

@@ -13,7 +13,7 @@ constexpr std::size_t kRed = 0;
 constexpr std::size_t kGreen = 1;
 constexpr std::size_t kBlue = 2;
 
-/// The pixel x cells wide that cellRow averages.
+/// Sums of the samples of cells side by side, by colour.
 struct CellSums {
     float red;
     float green; // of both sites
@@ -39,8 +39,8 @@ float toLight(float sample, float black, float factor) {
     return held > -kWhite ? held : -kWhite;
 }
 
-/// The rows that one row's interpolation looks at: itself, and the first and second neighbours above and
-/// below. Pointers to the samples of column 0 (even) and column 1 (odd).
+/// The rows that the interpolation of one row reads: the row itself, and its first and second neighbours
+/// above and below. The pointers are to the samples of column 0 (even) and column 1 (odd).
 struct HalfRows {
     const float* even;
     const float* odd;
@@ -59,8 +59,8 @@ Value loadFrom(const float* values) {
     return loaded;
 }
 
-/// What the interpolation of a pixel looks at: itself and sums of its neighbours. Value is float for one
-/// pixel, Lanes for the pixels of four cells.
+/// The values that the interpolation of a pixel uses: its own, and sums of its neighbours. Value is float for
+/// one pixel, Lanes for the pixels of four cells.
 template <class Value>
 struct Neighbours {
     Value centre;
@@ -191,7 +191,7 @@ void Demosaic::load(std::uint32_t y) {
         even[i] = toLight(samples[2 * i], black, evenFactor);
         odd[i] = toLight(samples[2 * i + 1], black, oddFactor);
     }
-    // Columns -2, -1, width and width + 1 as the mirror shows them.
+    // Mirrored columns -2, -1, width and width + 1.
     row.even.front() = even[cells > 1 ? 1 : 0];
     row.odd.front() = odd[0];
     row.even.back() = even[cells - 1];

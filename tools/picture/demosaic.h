@@ -24,21 +24,21 @@ struct LightRow {
     std::vector<float> blue;
 };
 
-/// Row `y` of a picture in which each pixel is the mean of shrink x shrink cells. `row` is
-/// mosaic.width / 2 / shrink wide. Columns and rows that fill no pixel are left out.
+/// Makes row `y` of a picture in which each pixel is the mean of shrink x shrink cells. `row` is mosaic.width
+/// / 2 / shrink pixels wide. Columns and rows that fill no pixel are left out.
 void cellRow(const MosaicView& mosaic, const LightScale& scale, std::uint32_t shrink, std::uint32_t y,
              LightRow& row);
 
-/// Interpolates every pixel's two missing colours, row after row from the top. The method is the
+/// Interpolates the two missing colours of every pixel, row after row from the top. The method is the
 /// gradient-corrected linear interpolation of H. Malvar, L. He and R. Cutler, "High-quality linear
-/// interpolation for demosaicing of Bayer-patterned color images", ICASSP 2004. Rows and columns outside the
-/// mosaic mirror those inside. Works on a mosaic of even width and height, which it does not own.
+/// interpolation for demosaicing of Bayer-patterned color images", ICASSP 2004. The mosaic is mirrored at its
+/// edges. Its width and height are even. This object does not own it.
 class Demosaic final {
   public:
     Demosaic(const MosaicView& mosaic, const LightScale& scale);
 
-    /// Makes the next row, its even and its odd columns apart, each half as wide as the mosaic. Called at
-    /// most mosaic.height times.
+    /// Makes the next row. Its even and its odd columns go to two rows, each half as wide as the mosaic. Call
+    /// it at most mosaic.height times.
     void next(LightRow& evenColumns, LightRow& oddColumns);
 
   private:

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The largest divisor that leaves a pixel each way.
+/// The divisor, limited so that a pixel is left in each direction.
 std::uint32_t usableShrink(std::uint32_t mosaicWidth, std::uint32_t mosaicHeight, const PictureForm& form) {
     return std::clamp<std::uint32_t>(form.shrink, 1, std::min(mosaicWidth, mosaicHeight) / 2);
 }
@@ -19,7 +19,7 @@ struct ShownRow {
     std::vector<std::uint16_t> blue;
 };
 
-/// Light to picture values, into every step-th column from `first` on.
+/// Converts light to picture values, and stores them in every step-th column from `first` on.
 void show(const std::vector<float>& light, const std::vector<std::uint16_t>& curve,
           std::vector<std::uint16_t>& shown, std::size_t first, std::size_t step) {
     constexpr std::size_t kChunk = 256;
@@ -46,7 +46,7 @@ void show(const LightRow& light, const std::vector<std::uint16_t>& curve, ShownR
     show(light.blue, curve, shown.blue, first, step);
 }
 
-/// A 16-bit sample in the bits of a picture's samples, rounded.
+/// Rounds a 16-bit sample to the bits of the picture.
 template <class Sample>
 Sample narrow(std::uint16_t sample);
 template <>
@@ -78,9 +78,8 @@ void interleave(const DevelopedRow& row, Sample* pixels) {
 template void interleave(const DevelopedRow&, std::uint8_t*);
 template void interleave(const DevelopedRow&, std::uint16_t*);
 
-const std::map<std::string, PictureSize>& pictureSizes() {
-    static const std::map<std::string, PictureSize> sizes{{"half", PictureSize::half},
-                                                          {"full", PictureSize::full}};
+const ChoiceWords<PictureSize>& pictureSizes() {
+    static const ChoiceWords<PictureSize> sizes{{"half", PictureSize::half}, {"full", PictureSize::full}};
     return sizes;
 }
 

@@ -1,8 +1,10 @@
 // Developing a mosaic into a picture to look at: black and white level, gains, colour interpolation or the
-// mean of the 2 x 2 cells, a display curve. For the eye, not for measuring: no camera colours.
+// mean of the 2 x 2 cells, a display curve. The result has no calibrated camera colours, so it is not for
+// measuring.
 #pragma once
 
 #include "tools/clip/clip.h"
+#include "tools/picture/choice_words.h"
 #include "tools/picture/demosaic.h"
 #include "tools/picture/display_curve.h"
 #include "tools/picture/rgb_image.h"
@@ -11,9 +13,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <span>
-#include <string>
 #include <vector>
 
 enum class PictureSize {
@@ -21,11 +21,11 @@ enum class PictureSize {
     full, // a pixel for each sample
 };
 
-/// The words of the command line.
-[[nodiscard]] const std::map<std::string, PictureSize>& pictureSizes();
+/// Words of the command line and their values.
+[[nodiscard]] const ChoiceWords<PictureSize>& pictureSizes();
 
-/// The size of developed pictures. A half-size picture can be divided further: a pixel is then the mean of
-/// shrink x shrink cells. At least one pixel is left each way.
+/// The size of developed pictures. With `shrink`, each pixel of a half-size picture is the mean of shrink x
+/// shrink cells. At least one pixel is left in each direction.
 struct PictureForm {
     PictureSize size = PictureSize::half;
     std::uint32_t shrink = 1;
@@ -38,14 +38,14 @@ struct DevelopedRow {
     std::span<const std::uint16_t> blue;
 };
 
-/// Develops mosaics of one clip; any thread may call.
+/// Develops mosaics of one clip. Threads may call at the same time.
 class Developer final {
   public:
     Developer(const Levels& levels, const Gains& gains, DisplayCurve curve);
 
     [[nodiscard]] DisplayCurve curve() const { return m_displayCurve; }
 
-    /// Hands over the rows of a picture from the top. A row is valid until `take` returns.
+    /// Gives the rows of a picture to `take`, from the top. A row is valid until `take` returns.
     using RowTaker = std::function<void(const DevelopedRow& row)>;
     void developRows(const MosaicView& mosaic, const PictureForm& form, const RowTaker& take) const;
 
@@ -74,11 +74,11 @@ struct PictureDimensions {
 template <class Sample>
 void interleave(const DevelopedRow& row, Sample* pixels);
 
-/// How pictures are developed.
+/// Options for developed pictures.
 struct DevelopOptions {
     DisplayCurve curve = DisplayCurve::gamma;
     Balance balance = Balance::automatic;
 };
 
-/// One developer for a whole clip.
+/// Makes the developer for a whole clip. May read frames to estimate the white balance.
 [[nodiscard]] Developer makeDeveloper(Clip& clip, const DevelopOptions& options);

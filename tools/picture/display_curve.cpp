@@ -2,11 +2,11 @@
 
 #include <cmath>
 
-const std::map<std::string, DisplayCurve>& displayCurves() {
-    static const std::map<std::string, DisplayCurve> curves{{"gamma", DisplayCurve::gamma},
-                                                            {"rec709", DisplayCurve::rec709},
-                                                            {"log", DisplayCurve::log},
-                                                            {"linear", DisplayCurve::linear}};
+const ChoiceWords<DisplayCurve>& displayCurves() {
+    static const ChoiceWords<DisplayCurve> curves{{"gamma", DisplayCurve::gamma},
+                                                  {"rec709", DisplayCurve::rec709},
+                                                  {"log", DisplayCurve::log},
+                                                  {"linear", DisplayCurve::linear}};
     return curves;
 }
 

@@ -1,9 +1,9 @@
-// From light to the values of a picture: the curves of developed pictures.
+// The curves of developed pictures: from light to picture values.
 #pragma once
 
+#include "tools/picture/choice_words.h"
+
 #include <cstdint>
-#include <map>
-#include <string>
 #include <vector>
 
 enum class DisplayCurve {
@@ -13,13 +13,13 @@ enum class DisplayCurve {
     linear, // no curve
 };
 
-/// The words of the command line.
-[[nodiscard]] const std::map<std::string, DisplayCurve>& displayCurves();
+/// Words of the command line and their values.
+[[nodiscard]] const ChoiceWords<DisplayCurve>& displayCurves();
 
 /// The picture value for light, both in 0 to 1.
 [[nodiscard]] double onDisplay(double light, DisplayCurve curve);
 
-/// Light and picture values of 16 bits: 65535 is white.
+/// White in light and picture values of 16 bits.
 inline constexpr std::uint32_t kWhite16 = 65535;
 
 /// The picture value for each light value from 0 to kWhite16.

@@ -44,14 +44,14 @@ constexpr Colour colourOf(CfaColour filter) {
 constexpr std::array<const char*, kCfaCell.size()> kPlaneNames{"Green (even rows)", "Red", "Blue",
                                                                "Green (odd rows)"};
 
-/// Counts of one plane over its value range, and the range of its samples.
+/// Counts of the values of one plane, and the range of its samples.
 struct PlaneHistogram {
     std::array<std::uint64_t, kBins> counts{};
     std::uint16_t lowest = 0xFFFF;
     std::uint16_t highest = 0;
 };
 
-/// Values in a bin, so many that the white level and every sample fall inside the chart.
+/// The number of values in a bin, large enough that the white level and every sample fall inside the chart.
 std::uint32_t valuesPerBin(const MosaicView& mosaic, std::uint32_t whiteLevel) {
     const std::uint32_t highest =
         std::max<std::uint32_t>(*std::max_element(mosaic.samples.begin(), mosaic.samples.end()),

@@ -1,4 +1,4 @@
-// The four planes' histograms of a mosaic as a drawing.
+// Histograms of the four planes of a mosaic, as a drawing.
 #pragma once
 
 #include "tools/clip/mosaic.h"
@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-/// Draws one histogram per colour plane, one above the other, with logarithmic counts over sample values, and
-/// black and white level marked.
+/// Draws one histogram for each colour plane, one above the other: logarithmic counts over sample values,
+/// with marks at black and white level.
 [[nodiscard]] RgbImage drawHistograms(const MosaicView& mosaic, std::uint32_t blackLevel,
                                       std::uint32_t whiteLevel, const std::string& title);

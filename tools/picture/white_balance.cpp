@@ -9,7 +9,7 @@ namespace {
 constexpr std::uint32_t kUnityGain = 1000;
 constexpr Gains kNeutral{1, 1, 1};
 
-/// Typical gains of a sensor in daylight, where the estimate starts.
+/// Typical gains of a sensor in daylight, where the estimate begins.
 constexpr Gains kUsualGains{1.9, 1, 1.6};
 
 /// The colour of a small area: red and blue over green, as logarithms to base 2, and how much it counts.
@@ -19,13 +19,12 @@ struct AreaColour {
     double weight;
 };
 
-/// Adds the mean colour of a square of cells. Areas that are clipped or too dark to have a colour are left
-/// out.
+/// Adds the mean colour of a square of cells, unless the square is clipped or too dark to have a colour.
 void addArea(const MosaicView& mosaic, const Levels& levels, std::uint32_t left, std::uint32_t top,
              std::uint32_t side, std::vector<AreaColour>& areas) {
     constexpr double kClipped = 0.95;
     constexpr double kDark = 0.005;
-    constexpr double kBright = 0.5; // brighter areas count no more
+    constexpr double kBright = 0.5; // areas above this all have the same weight
     std::array<double, 3> sums{};
     std::uint16_t brightest = 0;
     for (std::uint32_t row = top; row < top + side; ++row)
@@ -56,10 +55,10 @@ void addAreas(const MosaicView& mosaic, const Levels& levels, std::vector<AreaCo
             addArea(mosaic, levels, left, top, side, areas);
 }
 
-/// Follows the colours from those of a usual light to the nearest gathering of colours, the greys under the
-/// scene's light: a mean shift (Fukunaga and Hostetler 1975) whose window narrows. Surfaces of a strong
-/// colour lie outside the window, however much of the picture they fill, and do not pull the balance towards
-/// their complement.
+/// Finds the greys under the light of the scene: the cluster of colours that is nearest to the greys under a
+/// usual light. The search is a mean shift (Fukunaga and Hostetler 1975) with a narrowing window. Strong
+/// colours lie outside the window, however much of the picture they fill, so they do not pull the balance
+/// towards their complement.
 Gains estimate(const std::vector<AreaColour>& areas) {
     constexpr double kLargest = 8;
     constexpr double kUsualShare = 0.02; // weight of the usual light, as a share of all weights
@@ -103,8 +102,8 @@ Gains estimateGains(Clip& clip) {
 
 } // namespace
 
-const std::map<std::string, Balance>& balances() {
-    static const std::map<std::string, Balance> names{
+const ChoiceWords<Balance>& balances() {
+    static const ChoiceWords<Balance> names{
         {"auto", Balance::automatic}, {"clip", Balance::clip}, {"grey", Balance::grey}};
     return names;
 }

@@ -2,10 +2,9 @@
 #pragma once
 
 #include "tools/clip/clip.h"
+#include "tools/picture/choice_words.h"
 
 #include <array>
-#include <map>
-#include <string>
 
 /// Gains of red, green and blue; green's is 1.
 using Gains = std::array<double, 3>;
@@ -16,10 +15,10 @@ enum class Balance {
     grey,      // an estimate
 };
 
-/// The words of the command line.
-[[nodiscard]] const std::map<std::string, Balance>& balances();
+/// Words of the command line and their values.
+[[nodiscard]] const ChoiceWords<Balance>& balances();
 
-/// Samples of no light and of full light, black below white.
+/// Sample values of no light and of full light. Black is below white.
 struct Levels {
     double black;
     double white;
@@ -29,6 +28,6 @@ struct Levels {
 /// The gains that a clip names; 1 where it names none.
 [[nodiscard]] Gains clipGains(const ClipInformation& information);
 
-/// One set of gains for a whole clip, so that its shots do not flicker and files of several processes match.
-/// Estimates come from frames spread over the clip, whichever frames are asked for.
+/// The gains for a whole clip. Its pictures do not flicker, and files of several processes match, because the
+/// gains do not depend on the frames that are asked for. Estimates use frames spread over the clip.
 [[nodiscard]] Gains balanceGains(Clip& clip, Balance balance);
