@@ -1,4 +1,4 @@
-// The host's files and paths: 64-bit offsets, what is not a file, names that do not fit.
+// The host's files and paths: 64-bit offsets, names that are no regular files, paths that do not fit.
 #include "host/files.h"
 #include "tests/support/temp_dir.h"
 
@@ -18,7 +18,7 @@ std::int64_t openForReading(const fs::path& path) {
     return pvOSCreateFile(path.c_str(), kAccessRead, kShareRead, nullptr, kOpenExisting, 0, 0);
 }
 
-/// What a read of 16 bytes at an offset finds; "?" when seeking or reading fails.
+/// The bytes that a read of 16 bytes at an offset delivers; "?" when seeking or reading fails.
 std::string readAt(std::int64_t file, std::uint64_t offset) {
     std::array<char, 16> buffer{};
     std::uint32_t count = 0;
@@ -27,7 +27,7 @@ std::string readAt(std::int64_t file, std::uint64_t offset) {
     return {buffer.data(), count};
 }
 
-TEST(HostFiles, RegularOnesOnlyAtAnyOffset) {
+TEST(HostFiles, OpensRegularFilesOnlyAndReadsAtAnyOffset) {
     const TempDir directory;
     const fs::path path = directory.path("sparse");
     const fs::path pipe = directory.path("pipe");

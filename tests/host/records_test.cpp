@@ -1,5 +1,5 @@
-// The host's records: information records, timecodes, what is derived from a video description, and the media
-// file that owns them.
+// The host's records: information records, timecodes, values that follow from a video description, and the
+// media file that owns the records.
 #include "host/codec.h"
 #include "host/media_file.h"
 #include "host/memory.h"
@@ -72,7 +72,7 @@ TEST(Timecode, FramesOfEveryBase) {
         TimecodeCase{{0x29, 0x00, 0x00, 0x00}, tcbase::k30, 1, 29},
         TimecodeCase{{0x40, 0x00, 0x01, 0x00}, tcbase::k30, 1, 1800},    // no drop-frame in this base
         TimecodeCase{{0x42, 0x00, 0x01, 0x00}, tcbase::k2997, 1, 1800},  // first number of a minute
-        TimecodeCase{{0x40, 0x00, 0x10, 0x00}, tcbase::k2997, 1, 17982}, // tenth minutes keep theirs
+        TimecodeCase{{0x40, 0x00, 0x10, 0x00}, tcbase::k2997, 1, 17982}, // a tenth minute skips no number
         TimecodeCase{{0x40, 0x00, 0x00, 0x01}, tcbase::k2997, 1, 107892},
         TimecodeCase{{0x00, 0x00, 0x00, 0x01}, tcbase::k2997, 1, 108000},
         TimecodeCase{{0x44, 0x00, 0x01, 0x00}, tcbase::k5994, 1, 3600},
@@ -87,8 +87,9 @@ TEST(Timecode, FramesOfEveryBase) {
         TimecodeCase{{0x00, 0x60, 0x00, 0x00}, tcbase::k24, 0, 0},
         TimecodeCase{{0x00, 0x01, 0x6F, 0x00}, tcbase::k24, 0, 0},
         TimecodeCase{{0x00, 0x01, 0x00, 0x24}, tcbase::k24, 0, 0},
-        TimecodeCase{{0x41, 0x00, 0x01, 0x00}, tcbase::k2997, 0, 0}, // a number left out
-        TimecodeCase{{0x00, 0x01, 0x00, 0x00}, 0x03, 0, 0},          // no such base
+        TimecodeCase{
+            {0x41, 0x00, 0x01, 0x00}, tcbase::k2997, 0, 0}, // a number that drop-frame counting skips
+        TimecodeCase{{0x00, 0x01, 0x00, 0x00}, 0x03, 0, 0}, // no such base
     };
     for (const TimecodeCase& row : cases) {
         std::uint32_t frame = 12345;

@@ -79,7 +79,7 @@ CodeTable randomPrefixCode(Random& random) {
     return drawPrefixCode([&random](std::uint32_t limit) { return random() % limit; });
 }
 
-// Legal lengths and codes without regard to each other, so that ranges overlap.
+// Legal lengths and codes that are drawn independently, so that their ranges overlap.
 CodeTable randomOverlappingCode(Random& random) {
     CodeTable table;
     for (std::size_t category = 0; category < kKineCategories; ++category) {
@@ -112,7 +112,7 @@ std::size_t wholeRows(const Plane& plane) {
     return (static_cast<std::size_t>(plane.count) + width - 1) / width * width;
 }
 
-// What a call leaves in a buffer for all rows that held kUntouched before.
+// The content after a call of a buffer for all rows that held kUntouched before.
 Samples expectedOutput(const ReferencePlane& reference, const Plane& plane, bool halfHeight) {
     const auto width = static_cast<std::size_t>(plane.rowLength);
     Samples output;
@@ -197,8 +197,8 @@ TEST_F(KineDecTest, WorkedTableEntries) {
 }
 
 TEST_F(KineDecTest, RandomPlanesRoundTripInEveryCall) {
-    // Codes that random ones miss: a single code, and categories whose code and magnitude bits together are
-    // 13, 14 and 25.
+    // Codes that random drawing misses: a single code, and categories whose code and magnitude bits together
+    // have 13, 14 and 25 bits.
     const CodeTable special[] = {
         codeTable({1}, {0}), codeTable({0, 0, 0, 0, 0, 8, 8}, {0, 0, 0, 0, 0, 2, 3}),
         codeTable({0, 0, 0, 10, 0, 0, 0, 0, 0, 0, 0, 0, 13}, {0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0, 0, 0x1FFF})};
@@ -218,8 +218,9 @@ TEST_F(KineDecTest, RandomPlanesRoundTripInEveryCall) {
     }
 }
 
-// Random bytes under codes that overlap or leave gaps: wrong codes in even and odd rows, ends of the stream
-// in mid-code. The calls without a length get a stream with the zeros that the others assume behind its end.
+// Random bytes under codes that overlap or leave gaps: patterns without a code in even and odd rows, and
+// streams that end inside a code. The calls without a length get a stream with zeros behind its end, which
+// the other calls assume there.
 TEST_F(KineDecTest, RandomBytesGiveWhatTheDefinitionGives) {
     Random random(2);
     int rejected = 0;
@@ -240,8 +241,7 @@ TEST_F(KineDecTest, RandomBytesGiveWhatTheDefinitionGives) {
     EXPECT_GT(rejected, 300);
 }
 
-// A plane that was cut short differs from a whole one in the bits of its codes and in the rows that its bytes
-// hold.
+// The bits of its codes and the rows that its bytes hold tell a plane that was cut short from a whole one.
 TEST_F(KineDecTest, CheckSaysHowFarThePlaneReaches) {
     Random random(3);
     int cutShort = 0;

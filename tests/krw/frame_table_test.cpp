@@ -1,4 +1,4 @@
-// The frame table: trailer, stored table, and the walk along the record chain.
+// The frame table: the trailer, the stored table, and the scan of the record chain.
 #include "host/files.h"
 #include "krw/format.h"
 #include "krw/frame_table.h"
@@ -55,7 +55,7 @@ struct Outcome {
 
 constexpr std::int32_t kUntouched = -77;
 
-/// Runs one of the two functions over a file of these bytes; `arm` goes before the call.
+/// Runs one of the two functions on a file of these bytes. `arm` is called before it.
 Outcome run(
     const Bytes& bytes, bool scanOnly = false, const std::function<void()>& arm = [] {}) {
     const TempDir directory;

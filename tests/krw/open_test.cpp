@@ -1,4 +1,4 @@
-// Opening: what a host learns of a clip.
+// Opening: the description of a clip that a host gets.
 #include "host/configuration.h"
 #include "krw/format.h"
 #include "plugin/status.h"
@@ -293,7 +293,7 @@ TEST(Open, ASecondClipShowsNothingOfTheFirst) {
     EXPECT_EQ(open.reader.m_info[InfoText::reel], nullptr);
 }
 
-// An object that has read frames takes a clip's description from the record where it stands.
+// After reads, an object looks for the record that describes the clip where the last read left off.
 TEST(Open, LooksForTheFirstRecordWhereTheLastReadStood) {
     TestClip clip = makeClip(3);
     clip.setDanraw(0, danraw::kScene, std::uint32_t{1});

@@ -1,4 +1,4 @@
-// Frame reading from damaged clips and through a failing host: codes, messages, and what becomes of the
+// Frame reading from damaged clips and through a failing host: status codes, messages, and the content of the
 // picture.
 #include "krw/format.h"
 #include "plugin/status.h"

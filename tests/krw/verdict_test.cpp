@@ -1,5 +1,4 @@
-// Opening and probing: the codes and messages that each spoilt clip and each failure of the host is answered
-// with.
+// Opening and probing: the status codes and messages for each spoilt clip and each failure of the host.
 #include "host/error_output.h"
 #include "krw/format.h"
 #include "krw/probe.h"
@@ -43,16 +42,18 @@ void appendEntry(TestClip& clip, std::uint16_t tag, std::uint32_t value) {
     clip.set(krwfile::kEntryCountOffset, static_cast<std::uint16_t>(count + 1));
 }
 
-TEST(OpenAndProbe, VerdictOnEachSpoiltClip) {
-    struct Row {
-        const char* name;
-        std::function<void(TestClip&)> spoil;
-        std::uint32_t open;
-        std::string openMessage; // error
-        std::uint32_t probe;
-        std::string probeMessage;
-        const char* probeLevel = kError;
-    };
+struct Verdict {
+    const char* name;
+    std::function<void(TestClip&)> spoil;
+    std::uint32_t open;
+    std::string openMessage; // error
+    std::uint32_t probe;
+    std::string probeMessage;
+    const char* probeLevel = kError;
+};
+
+/// One row for each way to spoil a clip of three frames.
+std::vector<Verdict> verdicts() {
     using Clip = TestClip;
     const std::string header = "Error: read DNG header\n";
     const std::string endian = "Endian mismatch!\n";
@@ -68,7 +69,7 @@ TEST(OpenAndProbe, VerdictOnEachSpoiltClip) {
     const auto tag = [](std::uint16_t number, std::uint32_t value) {
         return [=](Clip& clip) { clip.setTag(number, value); };
     };
-    const Row rows[] = {
+    return {
         {"good", [](Clip&) {}, 0, "", 0, ""},
         {"1951 bytes", [](Clip& c) { c.cut(1951); }, status::kBadHeader, "Error: read DNG header size\n",
          status::kBadHeader, header, kWarning},
@@ -112,8 +113,11 @@ TEST(OpenAndProbe, VerdictOnEachSpoiltClip) {
         {"2^32 bytes", size(65536, 32768), status::kBadRecord, dimensions, 0, ""},
         {"just below 2^32 bytes", size(65534, 32768), 0, "", 0, ""},
     };
+}
+
+TEST(OpenAndProbe, VerdictOnEachSpoiltClip) {
     const TestClip good = makeClip(3);
-    for (const Row& row : rows) {
+    for (const Verdict& row : verdicts()) {
         SCOPED_TRACE(row.name);
         TestClip clip = good;
         row.spoil(clip);

@@ -1,5 +1,5 @@
-// Hostile and unreadable side-cars, and memory that runs out: the clip opens as without a side-car, or with a
-// whole document.
+// Hostile and unreadable side-cars, and allocations that fail: the clip opens as without a side-car, or with
+// a whole document.
 #include "host/error_output.h"
 #include "metadata/xml_limits.h"
 #include "tests/metadata/side_car_fixture.h"
@@ -100,7 +100,7 @@ TEST_F(HostileSideCar, HostileXmlLeavesTheClipAsItIs) {
     }
 }
 
-TEST_F(HostileSideCar, FilesThatAreNone) {
+TEST_F(HostileSideCar, ReadsAPartOfHugeFilesAndNoDirectoriesOrPipes) {
     put("slate.txt", std::string((16 << 20) - 6, '#') + "\na.: 1");
     EXPECT_THAT(document(), testing::HasSubstr("\t<a>1</a>\n"));
     EXPECT_TRUE(warnings().empty());
@@ -116,7 +116,7 @@ TEST_F(HostileSideCar, FilesThatAreNone) {
     EXPECT_EQ(document(), kNoDocument);
 }
 
-TEST_F(HostileSideCar, UnreadableOnesAreLikeNone) {
+TEST_F(HostileSideCar, UnreadableFilesCountAsMissing) {
     HostFaults faults;
     put("slate.txt", "a.: 1");
     for (const std::string& expected : {ofKind("KINERAW", ""), std::string(kNoDocument)}) {

@@ -1,4 +1,4 @@
-// What the host hands to a reader in between open and close: descriptions, stream records and channel masks.
+// Descriptions, stream records and channel masks that the host sets between open and close.
 #include "metadata/info_items.h"
 #include "plugin/cmfkrw.h"
 #include "plugin/status.h"
@@ -111,7 +111,7 @@ TEST(SetAudio, GivesEachPairAStreamRecord) {
     }
 }
 
-TEST(SetAudio, DoesWithoutARecord) {
+TEST(SetAudio, WithoutARecordStreamsGetTheReadersOwn) {
     CMFKrw reader(0);
     reader.m_aud.host1388 = 42;
     EXPECT_EQ(reader.SetFileInfo(3, nullptr, nullptr, nullptr, nullptr), status::kOk);

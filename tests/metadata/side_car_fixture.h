@@ -1,4 +1,4 @@
-// Side-cars beside a clip, through a clip that is opened.
+// A clip with side-cars beside it, and what opening the clip makes of them.
 #pragma once
 
 #include "metadata/info_items.h"
@@ -16,7 +16,7 @@
 
 inline constexpr char kNoDocument[] = "(none)";
 
-/// What a host learns of a clip.
+/// The information that a host gets of a clip.
 struct Described {
     QMXINFO info = makeDefaultInfo();
     Described() = default;

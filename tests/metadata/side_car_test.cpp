@@ -1,4 +1,4 @@
-// Side-cars: which one is read, and which items and which document come of it.
+// Side-cars: the one that is read, and the items and the document that it gives.
 #include "tests/metadata/side_car_fixture.h"
 #include "tools/synth/side_car_writer.h"
 

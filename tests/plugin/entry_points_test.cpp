@@ -111,8 +111,8 @@ TEST(MediaFile, InitialisationCreatesAnObject) {
     xMediaFile(reader, CAMediaFile::MFX_DESTROY, nullptr);
 }
 
-/// An object that a host made itself: a table of slots, and room for the base class's state. It notes its
-/// calls.
+/// An object that a host made itself: a table of slots, and room for the state of the base class. It records
+/// its calls.
 class FakeObject {
   public:
     static constexpr std::size_t kSlots = 85;

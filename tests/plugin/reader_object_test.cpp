@@ -13,8 +13,8 @@ namespace {
 static_assert(!std::is_final_v<CMFKrw>);
 static_assert(std::is_polymorphic_v<CMFKrw>);
 
-/// Slot of a virtual operation, from the offset that a pointer to member holds by the Itanium C++ ABI. Some
-/// processors add 1 to it.
+/// The slot of a virtual operation, computed from the offset that a pointer to member holds under the Itanium
+/// C++ ABI. Some processors add 1 to the offset.
 template <class Member>
 std::size_t slotOf(Member member) {
     static_assert(std::is_member_function_pointer_v<Member>);
@@ -29,7 +29,7 @@ std::array<std::size_t, sizeof...(Members)> slotsOf(Members... members) {
     return {slotOf(members)...};
 }
 
-/// Calls an operation by its slot, as a host does that knows only the order.
+/// Calls an operation by its slot, like a host that knows only the order of the slots.
 template <class Result, class... Arguments>
 Result callSlot(CAMediaFile& object, std::size_t slot, Arguments... arguments) {
     void* const* table = nullptr;

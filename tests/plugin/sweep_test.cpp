@@ -1,6 +1,6 @@
-// Sweeps over a small clip: cut at every byte, every bit of what describes it flipped, every call into the
-// host and the heap failing in turn; and headers that lie about sizes. Each failure has a code and its
-// message. A failing read leaves the picture alone. No memory and no handle is lost.
+// Sweeps over a small clip: the clip cut at every byte, each bit of its descriptions flipped, each call into
+// the host and each allocation failing in turn; and headers with false sizes. Each failure has a status code
+// and its message. A failing read leaves the picture untouched. No memory and no handle is lost.
 #include "krw/byte_view.h"
 #include "plugin/entry_points.h"
 #include "plugin/status.h"
@@ -149,8 +149,8 @@ class Sweep : public testing::Test {
 
     void flipBits(const TestClip& clip, std::size_t offset, std::size_t bytes) {
         write(clip);
-        // The file is changed in place. Truncating and rewriting it would make the file system write to the
-        // disk each time.
+        // The file is changed in place. If it were truncated and written anew, the file system would write to
+        // the disk each time.
         std::fstream file(m_path, std::ios::binary | std::ios::in | std::ios::out);
         const auto put = [&file](std::size_t at, int byte) {
             file.seekp(static_cast<std::streamoff>(at)).put(static_cast<char>(byte)).flush();
@@ -239,8 +239,8 @@ TEST_F(Sweep, EveryCallFailsInTurn) {
         }
 }
 
-/// Turns a clip into the closest chain of records that equal steps allow: with ten bytes between them the
-/// signature and the length of each lie in gaps of the others.
+/// Turns a clip into the closest chain of records with equal steps: ten bytes apart, the signature and the
+/// length of each record lie in gaps of the others.
 void chainRecords(TestClip& clip) {
     constexpr std::uint32_t kStep = 10;
     constexpr std::uint32_t kRecords = 50'000;

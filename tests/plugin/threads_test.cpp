@@ -18,8 +18,8 @@ constexpr std::uint32_t kFrames = 6;
 constexpr std::uint32_t kWidth = 64;
 constexpr std::uint32_t kHeight = 16;
 
-/// A clip whose last frame has a plane that only the plane decoder takes, and a side-car nested as deep as
-/// allowed.
+/// A clip whose last frame has a plane that needs the plane decoder, with a side-car of the deepest nesting
+/// that is allowed.
 class Threads : public testing::Test {
   protected:
     Threads() {

@@ -1,5 +1,5 @@
-// Clips in memory for tests. The clip writer makes legal clips. An illegal clip is a legal one with a field
-// overwritten, named by its offset in krw/format.h.
+// Clips in memory for tests. The clip writer makes legal clips. An illegal clip is a legal one in which a
+// field is overwritten. The field is named by its offset in krw/format.h.
 #pragma once
 
 #include "krw/format.h"
@@ -21,15 +21,15 @@
 /// `count` random mosaics with seeds from 1.
 [[nodiscard]] std::vector<Mosaic> randomMosaics(std::size_t count, std::uint32_t width, std::uint32_t height);
 
-/// A clip's bytes, and the places of its parts. Naming a field outside the bytes, or a tag that the header
-/// lacks, throws.
+/// The bytes of a clip and the places of its parts. A field outside the bytes, or a tag that the header
+/// lacks, makes a function throw.
 class TestClip {
   public:
     std::vector<std::uint8_t> bytes;
     std::vector<std::uint64_t> recordStarts;
     std::uint32_t danrawOffset = 0;
 
-    /// Byte order, entry count and whatever else lies at a known offset of the file.
+    /// Overwrites a value at a known offset of the file: byte order, entry count and others.
     template <std::unsigned_integral Value>
     void set(std::uint64_t offset, Value value) {
         storeLittleEndian<Value>(bytes, checked(offset, sizeof(Value)), value);
@@ -65,7 +65,7 @@ class TestClip {
     void setTrailer(std::size_t field, Value value) {
         set(trailerAt() + field, value);
     }
-    /// Appends stored table and trailer, for clips that were made without. The table names the record starts.
+    /// Appends a stored table and a trailer to a clip that was made without. The table has the record starts.
     void addStoredTable();
 
     /// Appends a record as it stands, whatever its size, behind what is there.
@@ -88,12 +88,12 @@ class TestClip {
 [[nodiscard]] TestClip makeClip(std::size_t frames, std::uint32_t width = 16, std::uint32_t height = 8);
 
 /// A chain of records that are a DANRAW_HEADER each: no picture, no file header, no stored table. Each record
-/// starts `step` bytes behind the one before and says so, the last one too. Records may lie over one another.
-/// From 10 bytes on, no signature or length lies over another one.
+/// starts `step` bytes behind the one before, and states that length; the last one too. Records may overlap.
+/// With a step of 10 bytes or more, no signature or length overlaps another.
 [[nodiscard]] TestClip makeRecordChain(std::size_t records, std::uint32_t step, std::uint32_t danrawOffset);
 
-/// Writes a clip that was made without a stored table so that each record after the first starts `gap` bytes
-/// behind the end of the one before, in a sparse file with the record lengths to match; then, if asked for, a
-/// stored table. Returns where the records start.
+/// Writes a clip that was made without a stored table to a sparse file. Each record after the first starts
+/// `gap` bytes behind the end of the one before, and the record lengths say so. A stored table follows, if
+/// asked for. Returns the starts of the records.
 std::vector<std::uint64_t> writeSparseClip(const std::string& path, const TestClip& clip, std::uint32_t gap,
                                            bool storedTable);

@@ -1,4 +1,4 @@
-// Memory that ends at a page with nothing readable behind it: one byte too far ends the program, in every
+// Memory that ends at a page that cannot be read: access to one byte too far ends the program, in every
 // build.
 #pragma once
 

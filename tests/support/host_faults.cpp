@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What a block of PVAlloc holds: a host need not clear it.
+/// The content of a block of PVAlloc: a host need not clear it.
 constexpr int kUncleared = 0xA5;
 
 /// Counts the calls of one kind and says which one is to fail; 0 is none.
@@ -39,7 +39,7 @@ struct Watch {
 };
 
 constinit Watch watch;
-// The memory of a captured line is not the reader's, so it is neither counted nor refused.
+// The memory of a captured line does not belong to the reader, so it is neither counted nor refused.
 thread_local bool capturing = false;
 
 bool strikes(HostCall call) {
@@ -194,8 +194,8 @@ std::uint64_t pvOSSeek(std::int64_t handle, std::uint64_t offset) {
     return strikes(HostCall::seek) ? kSeekFailed : real(handle, offset);
 }
 
-// The heap as the linker's --wrap leads this program's code to it; operator new by its mangled names.
-// Visible, because the linker takes the same calls of shared libraries for references to them.
+// The heap functions, to which the linker option --wrap leads this program's code; operator new has its
+// mangled names. They are visible, because the linker also redirects the calls of shared libraries to them.
 #pragma GCC visibility push(default)
 extern "C" {
 

@@ -1,7 +1,7 @@
-// Makes host functions fail on purpose, and counts what their callers leave behind. A test program that links
-// this stands between the reader's code and the host library. A call goes on to the library unless a test has
-// asked for it to fail. Blocks of PVAlloc are filled with a pattern, because a host need not clear them. The
-// heap of the code that is linked into the program itself is covered too; shared libraries keep theirs.
+// Makes host functions fail on purpose, and counts the resources that are not released. A test program that
+// links this stands between the reader's code and the host library. A call goes on to the library unless a
+// test has asked for it to fail. Blocks of PVAlloc are filled with a pattern, because a host need not clear
+// them. The heap is covered for code that is linked into the program, not for shared libraries.
 #pragma once
 
 #include <cstddef>
@@ -24,26 +24,26 @@ class HostFaults {
     HostFaults(HostFaults&&) = delete;
     ~HostFaults();
 
-    /// The n-th call from now on (1 is the next) fails, that one alone, on whichever thread it comes. Where
-    /// the test's own code may allocate, disarm `heap` first.
+    /// Makes only the n-th call from now on (1 is the next) fail, on any thread. Disarm `heap` before code of
+    /// the test itself may allocate.
     void fail(HostCall call, std::uint64_t n);
     /// The n-th read from now on delivers `bytes` bytes at most.
     void shortenRead(std::uint64_t n, std::uint32_t bytes);
     void disarm();
     void disarm(HostCall call);
 
-    /// Calls so far, failed ones included: how far a sweep over every n has to go.
+    /// Calls so far, failed ones included. A sweep over every n ends there.
     [[nodiscard]] std::uint64_t calls(HostCall call) const;
 
-    /// Blocks of PVAlloc less those that PVFree had.
+    /// Blocks of PVAlloc that were not released.
     [[nodiscard]] int liveBlocks() const;
     /// Calls of PVFree without a block.
     [[nodiscard]] int nullReleases() const;
-    /// Blocks of malloc and realloc less those that free had.
+    /// Blocks of malloc and realloc that were not released.
     [[nodiscard]] int liveHeapBlocks() const;
     /// Bytes of the largest block that anybody has asked for.
     [[nodiscard]] std::size_t largestBlock() const;
-    /// Files opened less those closed.
+    /// Files that were opened and not closed.
     [[nodiscard]] int openHandles() const;
 };
 

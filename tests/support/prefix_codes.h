@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-/// Grows a tree of at most 13 leaves, none deeper than 13, and gives each category one of them or none. One
-/// code in 16 leaves a leaf out. `below(n)` draws a number from 0 to n - 1.
+/// Draws a tree of at most 13 leaves, none deeper than 13, and gives each category a leaf or none. One code
+/// in 16 leaves out a leaf, and so has a gap. `below(n)` draws a number from 0 to n - 1.
 template <typename Below>
 [[nodiscard]] kinedec::CodeTable drawPrefixCode(Below below) {
     std::vector<std::pair<std::uint16_t, std::uint16_t>> leaves = {{1, 0}, {1, 1}}; // length and code

@@ -15,8 +15,8 @@ struct ReferencePlane {
     std::size_t bitsUsed = 0;
 };
 
-/// Decodes rows until `count` samples are there. The table is legal. Bits behind the end of the
-/// stream are 0. Where several codes match, the highest category counts.
+/// Decodes rows until there are `count` samples. The table is legal. Bits behind the end of the stream are 0.
+/// Where several codes match, the highest category counts.
 [[nodiscard]] ReferencePlane decodeByDefinition(const kinedec::CodeTable& table,
                                                 std::span<const std::uint8_t> stream, std::int32_t count,
                                                 std::int32_t rowLength);

@@ -1,4 +1,4 @@
-// What a mount shows, without a mount: names, sizes, bytes, and what becomes of clips that change.
+// The tree that a mount shows, without a mount: names, sizes, bytes, and clips that change.
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"
 #include "tools/clip/plugin_messages.h"
@@ -76,7 +76,7 @@ class Tree : public testing::Test {
                     }};
 };
 
-/// As a camera leaves a clip that it still writes.
+/// A clip that the camera is still writing.
 ClipDescription withoutTable() {
     ClipDescription description;
     description.storedTable = false;
@@ -161,7 +161,7 @@ TEST_F(Tree, NoticesClipsThatAppearGrowAndVanish) {
     EXPECT_EQ(errorOf([&] { (void)m_tree.open(frame); }), ESTALE);
     EXPECT_EQ(errorAt("A"), ENOENT);
     EXPECT_TRUE(names("").empty());
-    // Nothing of the clip was read for this file, and there is nothing to read it from.
+    // The file was never read, and its clip is gone.
     EXPECT_EQ(errorOf([&] { (void)held->read(0, 10000); }), EIO);
 }
 

@@ -1,4 +1,4 @@
-// The clip writer: the code that it fits, what it refuses, and the files that it leaves.
+// The clip writer: the prefix code that it fits, input that it refuses, and the files that it writes.
 #include "krw/byte_view.h"
 #include "krw/stored_table.h"
 #include "tests/support/clip_builder.h"
@@ -31,7 +31,7 @@ unsigned kraftSum(const Lengths& lengths) {
     return sum;
 }
 
-/// Fewest bits of any prefix code for the categories from `next` to `end`, by trying all lengths.
+/// The fewest bits of any prefix code for the categories from `next` to `end`, found by trying all lengths.
 std::uint64_t cheapest(const CategoryHistogram& histogram, Lengths& lengths, std::size_t next,
                        std::size_t end) {
     if (next == end) return kraftSum(lengths) <= 8192 ? cost(histogram, lengths) : ~std::uint64_t{0};

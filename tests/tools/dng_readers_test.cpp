@@ -18,7 +18,7 @@ DngMetadata plainMetadata() {
     metadata.exif.make = "Maker";
     metadata.exif.model = "Model";
     metadata.uniqueCameraModel = "Maker Model";
-    metadata.white = 4095; // FFmpeg scales to 16 bits: no two samples may become one
+    metadata.white = 4095; // FFmpeg scales to 16 bits: two samples must not become equal
     metadata.exif.frameRate = {25, 1};
     return metadata;
 }
@@ -37,7 +37,8 @@ Mosaic shifted(Mosaic mosaic, unsigned shift) {
     return mosaic;
 }
 
-/// Each category is half as frequent as the one below, so the largest have the longest codes and magnitudes.
+/// Each category is half as frequent as the next lower one, so the largest have the longest codes and
+/// magnitudes.
 Mosaic rareLargeSteps() {
     return filled(512, 512, [](std::size_t index) {
         const std::size_t rarity =

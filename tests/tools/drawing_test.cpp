@@ -1,4 +1,4 @@
-// What is drawn: canvas, contact sheet and histogram, looked at pixel by pixel.
+// Canvas, contact sheet and histogram, checked pixel by pixel.
 
 #include "tools/picture/canvas.h"
 #include "tools/picture/contact_sheet.h"
@@ -27,6 +27,17 @@ std::size_t inked(const RgbImage& image, std::uint32_t x, std::uint32_t y, std::
         for (std::uint32_t column = x; column < std::min(x + width, image.width); ++column)
             count += pixelAt(image, column, row) != background ? 1 : 0;
     return count;
+}
+
+/// The columns in which one of the rows from `top` to `bottom` - 1 has a pixel of that colour.
+std::vector<std::uint32_t> columnsWith(const RgbImage& image, const Pixel& colour, std::uint32_t top,
+                                       std::uint32_t bottom) {
+    std::vector<std::uint32_t> columns;
+    for (std::uint32_t x = 0; x < image.width; ++x)
+        for (std::uint32_t y = top; y < bottom; ++y)
+            if (pixelAt(image, x, y) == colour && (columns.empty() || columns.back() != x))
+                columns.push_back(x);
+    return columns;
 }
 
 RgbImage plainImage(std::uint32_t width, std::uint32_t height, const Pixel& colour) {
@@ -121,6 +132,10 @@ TEST(Histogram, HasABarWhereSamplesAreAndMarksTheLevels) {
     const double width = image.width;
     EXPECT_NEAR(green.front() / width, 0.25, 0.03);
     EXPECT_NEAR(red.front() / width, 0.75, 0.03);
+    const auto levels = columnsWith(image, {255, 210, 70}, chart + chart / 2, chart + chart / 2 + 20);
+    ASSERT_EQ(levels.size(), 2U);
+    EXPECT_NEAR(levels[0] / width, 256 / 4096.0, 0.03) << "the black level";
+    EXPECT_NEAR(levels[1] / width, 1, 0.03) << "the white level";
 }
 
 } // namespace

@@ -141,7 +141,7 @@ int truncateFile(const char* path, off_t size, fuse_file_info* /*file*/) {
     return result(truncate(behind(path).c_str(), size));
 }
 
-/// What closing a file says.
+/// Answers the close of a file.
 int flushFile(const char* /*path*/, fuse_file_info* file) {
     if (const int error = strike("close")) return error;
     return result(close(dup(descriptorOf(file))));

@@ -1,5 +1,5 @@
-// The cache of a mount by itself, over clips that are made up: which frames are read and in what order, who
-// waits for whom, how much is held.
+// The frame cache of a mount with clips that exist in the test only: the frames that it reads and their
+// order, waiting readers, and the memory that it holds.
 #include "tools/mount/frame_cache.h"
 
 #include <algorithm>
@@ -18,8 +18,8 @@ constexpr std::uint32_t kWidth = 8;
 constexpr std::uint32_t kHeight = 4;
 constexpr std::uint64_t kFrameBytes = std::uint64_t{2} * kWidth * kHeight;
 
-/// A clip whose samples are its id and the frame's number. Tells which frames were read, and can hold up the
-/// reading of one.
+/// A clip whose samples are its id and the number of the frame. It records which frames were read, and can
+/// delay a read.
 class MadeUpClip final : public FrameSource {
   public:
     explicit MadeUpClip(std::uint64_t id, std::uint32_t frames = 100) : m_id(id), m_frames(frames) {}
@@ -117,7 +117,7 @@ TEST(FrameCache, ReadsFirstWhatSomebodyWaitsFor) {
     std::thread reader([&] { (void)cache.get(clip, 50); });
     while (clip->timesNamed == before)
         std::this_thread::yield();
-    (void)cache.mostBytesHeld(); // after the reader has put its wish down
+    (void)cache.mostBytesHeld(); // returns after the reader has made its request
     clip->letGo();
     reader.join();
     EXPECT_THAT(clip->read(5), ElementsAre(1, 2, 3, 50, 4));

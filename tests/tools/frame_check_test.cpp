@@ -1,4 +1,4 @@
-// Whole frames and damaged ones: what reading a frame says of it.
+// Whole frames and damaged ones: the state and the reason that reading a frame gives.
 
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"

@@ -1,4 +1,4 @@
-// Which frames the words of a command line select.
+// The frames that lists and parts of a command line select.
 
 #include "tools/cli/frame_selection.h"
 #include "tools/cli/usage_error.h"
@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
         SelectionCase{"TrailingWord", {"3x", ""}, 10, {}}, SelectionCase{"TrailingComma", {"3,", ""}, 10, {}},
         SelectionCase{"StepOfNothing", {"0-:0", ""}, 10, {}},
         SelectionCase{"StepOfOneFrame", {"3:2", ""}, 10, {}},
-        SelectionCase{"ThirtyThreeBits", {"4294967296", ""}, 10, {}},
+        SelectionCase{"NumberOf33Bits", {"4294967296", ""}, 10, {}},
         SelectionCase{"NoFrames", {"", ""}, 0, {}}, SelectionCase{"FirstPart", {"", "1/3"}, 10, Runs{{0, 3}}},
         SelectionCase{"LastPart", {"", "3/3"}, 10, Runs{{6, 4}}},
         SelectionCase{"PartOfAList", {"1,4-5,7-9:2", "2/2"}, 10, Runs{{5, 1}, {7, 2, 2}}},
@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
         SelectionCase{"NoParts", {"", "1"}, 10, {}}),
     [](const auto& row) { return row.param.name; });
 
-TEST(Selection, FindsTimecodesBehindMidnightAndKnowsTheLeftOutNumbers) {
+TEST(Selection, FindsTimecodesAfterMidnightAndRefusesSkippedNumbers) {
     const FrameNames overMidnight{"clip", 60, 24 * 3600 * 25 - 25, {25, false}};
     EXPECT_EQ(selectedFrames({"00:00:00:02", ""}, overMidnight).runs(), (Runs{{27, 1}}));
     const FrameNames dropFrame{"clip", 1798 * 9, 0, {30, true}};

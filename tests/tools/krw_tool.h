@@ -1,4 +1,4 @@
-// The built program `krw` as its users run it: a shell in a directory of the test's own, and what it leaves
+// The built program `krw`, run in a shell in a directory of the test's own, and the files that it leaves
 // there.
 #pragma once
 

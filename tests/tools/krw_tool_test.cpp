@@ -1,14 +1,11 @@
-// The built command `krw`: its output, its files and its exit status. Other programs read the files.
+// The built command `krw`: its output, its files and its exit status. Other programs check the files.
 
 #include "host/timecode.h"
 #include "tests/tools/krw_tool.h"
 #include "tools/clip/binary_timecode.h"
 #include "tools/clip/rational_rate.h"
-#include "tools/export/pgm.h"
-#include "tools/picture/contact_sheet.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -19,10 +16,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 struct BadInput {
@@ -107,22 +102,6 @@ TEST_F(KrwTool, ReportsAResultThatCannotBeWritten) {
     EXPECT_THAT(run.err, HasSubstr("standard output"));
 }
 
-TEST_F(KrwTool, WritesPicturesToStandardOutputPipesAndDescriptors) {
-    write("good.krw", makeClip(3, 64, 32));
-    const std::string frame = KRW_PROGRAM " frame good.krw 1 -o ";
-    const Outcome run =
-        shell(frame + "file.png; " + frame + "- > dash.png; " + frame + "/dev/stdout | cat > pipe.png; " +
-              frame + "/dev/fd/3 3> descriptor.png; mkfifo named; cat named > fifo.png & " + frame +
-              "named; wait; bash -c '" + frame +
-              ">(cat > substituted.png; touch done)'; "
-              "until [ -e done ]; do sleep 0.01; done; rm done named");
-    EXPECT_EQ(run.err, "");
-    const std::string expected = contents(m_dir.path("file.png"));
-    for (const char* name : {"dash.png", "pipe.png", "descriptor.png", "fifo.png", "substituted.png"})
-        EXPECT_TRUE(contents(m_dir.path(name)) == expected) << name;
-    EXPECT_THAT(krw("sheet good.krw -o -").out, StartsWith("\x89PNG"));
-}
-
 TEST_F(KrwTool, ExportsWhatWentIntoAClip) {
     ASSERT_EQ(krw("-q synth scene.krw --size 64x32 --frames 4 --keep-mosaics kept").status, 0);
     ASSERT_EQ(krw("-q export scene.krw -o out --format pgm --frames 1- --jobs 2").status, 0);
@@ -167,8 +146,6 @@ TEST_F(KrwTool, NamesDamagedFramesAndDeliversTheOthers) {
     EXPECT_EQ(told.status, 1);
     EXPECT_THAT(told.out, HasSubstr("frame 1 damaged"));
     EXPECT_THAT(told.out, HasSubstr("frame 3 unreadable"));
-    EXPECT_EQ(krw("sheet spoilt.krw -o sheet.png").status, 1);
-    EXPECT_THAT(readPng("sheet.png").pixels, Contains(Not(0)));
 }
 
 TEST_F(KrwTool, ListsTheSameForAnyNumberOfJobsAndComparesLists) {
@@ -268,44 +245,6 @@ TEST(TimecodeText, CountsAsTheHostConverts) {
     EXPECT_EQ(timecodeText(2073600, {24, false}), "00:00:00:00");
     EXPECT_THAT(binaryTimecode(61, {60, false}), ElementsAre(0, 0x81, 0, 0, 0, 0, 0, 0));
     EXPECT_THAT(binaryTimecode(49, {50, false}), ElementsAre(0x24, 0x80, 0, 0, 0, 0, 0, 0));
-}
-
-TEST_F(KrwTool, DevelopsColoursTheRightWayUp) {
-    // Quadrants: red, green / blue, white.
-    Mosaic mosaic{64, 32, std::vector<std::uint16_t>(std::size_t{64} * 32)};
-    for (std::size_t row = 0; row < 32; ++row)
-        for (std::size_t column = 0; column < 64; ++column) {
-            const std::size_t site = row % 2 * 2 + column % 2; // green, red, blue, green
-            const std::size_t quadrant = row / 16 * 2 + column / 32;
-            constexpr std::array<std::array<bool, 4>, 4> kLit{{{false, true, false, false},
-                                                               {true, false, false, true},
-                                                               {false, false, true, false},
-                                                               {true, true, true, true}}};
-            mosaic.samples[row * 64 + column] = kLit[quadrant][site] ? 4095 : 0;
-        }
-    writePgm(m_dir.path("quadrants.pgm"), mosaic);
-    ASSERT_EQ(krw("-q synth clip.krw --from quadrants.pgm --frames 2").status, 0);
-    ASSERT_EQ(krw("frame clip.krw 1 -o frame.png --balance clip").status, 0);
-
-    const RgbImage image = readPng("frame.png");
-    ASSERT_EQ(image.width, 32U);
-    ASSERT_EQ(image.height, 16U);
-    const auto at = [](const RgbImage& picture, std::size_t x, std::size_t y) {
-        const std::uint8_t* pixel = &picture.pixels[3 * (y * picture.width + x)];
-        return std::vector<int>(pixel, pixel + 3);
-    };
-    EXPECT_THAT(at(image, 8, 4), ElementsAre(255, 0, 0));
-    EXPECT_THAT(at(image, 24, 4), ElementsAre(0, 255, 0));
-    EXPECT_THAT(at(image, 8, 12), ElementsAre(0, 0, 255));
-    EXPECT_THAT(at(image, 24, 12), ElementsAre(255, 255, 255));
-
-    ASSERT_EQ(krw("sheet clip.krw -o sheet.png --balance clip").status, 0);
-    const RgbImage sheet = readPng("sheet.png");
-    const SheetLayout layout({2, 32, 16});
-    for (const std::uint32_t thumbnail : {0U, 1U})
-        for (const std::uint32_t x : {8U, 24U})
-            for (const std::uint32_t y : {4U, 12U})
-                EXPECT_EQ(at(sheet, layout.x(thumbnail) + x, layout.y(thumbnail) + y), at(image, x, y));
 }
 
 TEST_F(KrwTool, WritesDngFilesThatOtherDecodersRead) {

@@ -14,8 +14,8 @@ using testing::HasSubstr;
 
 class HashLists : public KrwTool {
   protected:
-    /// Validates every list and the chain of a folder. Fails where the program is missing, or the schemas
-    /// that the build was told of.
+    /// Validates every list and the chain of a folder. Fails where the program or the schemas that the build
+    /// was configured with are missing.
     void expectValid(const std::string& folder) const {
         const std::string schemas = KRW_MHL_SCHEMAS;
         const std::string lists = folder + "/ascmhl/*.mhl";

@@ -1,4 +1,4 @@
-// What comes back from broken sources: every frame whose bytes are all there, bit for bit, and no other.
+// Frames that come back from broken sources: each frame whose bytes are all there, bit for bit, and no other.
 
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"
@@ -55,7 +55,8 @@ class Recover : public testing::Test {
         return findClips(*m_source, 2, [](std::uint64_t) {});
     }
 
-    /// Writes a clip as a new file and opens that; numbers of the mosaics that its frames are.
+    /// Writes a clip as a new file, opens that file, and returns the numbers of the mosaics that its frames
+    /// have.
     Frames rebuild(const Findings& findings, const ClipFindings& found, const std::vector<Mosaic>& mosaics,
                    bool keepDamaged = false) {
         static const Plugin plugin(KRW_PLUGIN);
@@ -212,7 +213,7 @@ TEST_P(RecoverDamaged, GivesEveryWholeFrameBack) {
     ASSERT_EQ(findings.clips.size(), 1U);
     EXPECT_EQ(rebuild(findings, findings.clips[0], mosaics), damage.frames);
 
-    // The same as part of a disk image: the file begins on a sector, foreign data around it.
+    // The same file as part of a disk image: it begins on a sector, with foreign data around it.
     const Findings inImage = find({noise(512 * 9, 1) + clip.bytes + noise(5000, 2)});
     ASSERT_EQ(inImage.clips.size(), 1U);
     EXPECT_EQ(rebuild(inImage, inImage.clips[0], mosaics), damage.frames);
@@ -249,7 +250,7 @@ TEST_F(Recover, TellsClipsApart) {
         expectBoth({first.bytes + second.bytes}, true);
         expectBoth({first.bytes, second.bytes}, true);
 
-        // Pieces of two files in turns, as a full card has them.
+        // Pieces of two files by turns, as on a full card.
         Bytes inTurns(512, 1);
         for (std::size_t frame = 0; frame < 6; ++frame)
             for (TestClip* clip : {&first, &second}) {

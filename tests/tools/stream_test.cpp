@@ -1,4 +1,4 @@
-// What `krw stream` writes, compared with what other commands write and with FFmpeg's conversion.
+// The output of `krw stream`, compared with that of other commands and with FFmpeg's conversion.
 
 #include "tests/tools/krw_tool.h"
 #include "tools/export/pgm.h"

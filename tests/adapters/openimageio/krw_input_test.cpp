@@ -1,4 +1,4 @@
-// Clips read through OpenImageIO, which loads the adapter as it does for anybody.
+// Clips read through OpenImageIO, which loads the adapter as it does in any program.
 #include "tests/support/clip_builder.h"
 #include "tests/support/temp_dir.h"
 
@@ -148,7 +148,7 @@ TEST_F(KrwInputTest, NamesFrameAndReasonOfWhatCannotBeRead) {
     const Input input = open(path);
     ASSERT_TRUE(input) << OIIO::geterror();
     for (const int frameNumber : {1, 3}) {
-        // The frame as a whole, then its first row twice: the second time what is known of it.
+        // The whole frame, then its first row twice: the second read uses the kept result.
         EXPECT_TRUE(frame(*input, frameNumber).empty());
         Samples row(kWidth);
         for (int i = 0; i < 2; ++i) {
