@@ -194,8 +194,9 @@ std::uint64_t pvOSSeek(std::int64_t handle, std::uint64_t offset) {
     return strikes(HostCall::seek) ? kSeekFailed : real(handle, offset);
 }
 
-// The heap functions, to which the linker option --wrap leads this program's code; operator new has its
-// mangled names. They are visible, because the linker also redirects the calls of shared libraries to them.
+// The heap functions, to which the linker option --wrap leads the calls of this program; operator new has its
+// mangled names. They are visible, because the linker takes the calls of shared libraries for references to
+// them, too.
 #pragma GCC visibility push(default)
 extern "C" {
 

@@ -36,7 +36,7 @@ void complain(std::string_view text);
 /// Writes the message of an exception like that. An exception of std::filesystem reads "PATH: reason".
 void complainOf(const std::exception& error);
 
-/// Writes a remark as one line to standard error, such as a summary. It tells of no problem.
+/// Writes a remark, such as a summary, as one line to standard error. A remark is no complaint.
 void note(std::string_view text);
 
 /// Makes text from a file safe for a terminal, on one line: each control character becomes \xNN.

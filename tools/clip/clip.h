@@ -22,8 +22,8 @@ class ClipInformation final {
     ClipInformation(const ClipInformation&) = delete;
     ClipInformation& operator=(const ClipInformation&) = delete;
 
-    /// A text item, empty when it is unset. Carriage returns before line ends are left out: they come from
-    /// side-cars with CRLF line ends.
+    /// A text item, empty when it is unset. A carriage return at the end of a value is left out: it comes
+    /// from a side-car with CRLF line ends.
     [[nodiscard]] std::string text(InfoText item) const;
     [[nodiscard]] bool isSet(InfoText item) const { return m_info[item] != nullptr; }
     [[nodiscard]] std::uint32_t number(InfoNumber item) const { return m_info[item]; }

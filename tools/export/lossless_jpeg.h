@@ -29,5 +29,5 @@ struct JpegStreams {
 /// Encodes a mosaic of even size, with one Huffman code fitted to the whole mosaic. Returns nothing for a
 /// mosaic that some decoders could not read: when a side of a tile exceeds 65535, or when two neighbouring
 /// samples of a colour differ by 32768. The standard codes that difference as category 16 without magnitude
-/// bits, but FFmpeg reads 16 bits.
+/// bits, but FFmpeg reads 16 magnitude bits.
 [[nodiscard]] std::optional<JpegStreams> encodeLosslessJpeg(const MosaicView& mosaic, const TileGrid& grid);

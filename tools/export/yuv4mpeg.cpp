@@ -124,7 +124,8 @@ class PlaneWriter final {
             pair[x] = (first ? 0 : pair[x]) + weight * static_cast<float>(row[x]);
     }
 
-    /// Takes every second column of a sum of two rows: the mean of both rows, with the columns beside it.
+    /// Halves the columns of a sum of two rows: the mean over both rows of every second column, with the
+    /// columns beside it at half its weight.
     static void halve(const std::vector<float>& pair, std::vector<float>& between) {
         const std::size_t last = pair.size() - 1;
         for (std::size_t i = 0; i < between.size(); ++i) {

@@ -17,7 +17,7 @@ constexpr std::size_t kStep = std::size_t{4} << 20;
 constexpr std::uint16_t kDifferenceCoding = 9; // value of the Compression tag
 constexpr std::int32_t kCodedBits = 12;        // of samples before their shift
 constexpr std::int32_t kSampleBits = 16;
-// A directory with every tag that a reader uses.
+// The part of a file header that readers look at: the longest directory that they accept.
 constexpr std::size_t kLongestDirectory =
     krwfile::kEntriesOffset + krwfile::kMaxEntries * krwfile::kEntrySize;
 constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;

@@ -10,7 +10,7 @@
 #include <string>
 
 enum class RecordState : std::uint8_t {
-    whole,     // every plane's codes end inside its data; judgeFrames looks at the rest behind them
+    whole,     // every plane's codes end inside its data; judgeFrames looks at the bytes behind them
     damaged,   // a plane breaks off or runs past its data
     cutShort,  // the source ends before the record does
     scattered, // the parts lie too far apart for one record

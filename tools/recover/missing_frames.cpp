@@ -10,7 +10,7 @@ namespace {
 
 // In a disk image, files begin on a sector.
 constexpr std::int64_t kSector = 512;
-// A file system or a partition table has data here.
+// The first block of a disk image: a file system or a partition table has data in it.
 constexpr std::size_t kFirstBlock = 4096;
 
 /// The most frequent step of the timecode from one record of a clip to the next; 0 for a timecode that stands

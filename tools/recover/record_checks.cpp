@@ -186,7 +186,7 @@ void RecordChecks::tryLaterOffsets() {
         if (unsettled.tried == m_stated.size()) continue;
         Pending pending;
         pending.record = m_records[unsettled.record];
-        pending.offsets = {0}; // `settle` drops the first one
+        pending.offsets = {0}; // `settle` takes the first one as tried
         pending.offsets.insert(pending.offsets.end(),
                                m_stated.begin() + static_cast<std::ptrdiff_t>(unsettled.tried),
                                m_stated.end());
