@@ -25,7 +25,10 @@ void describe(CLI::App& program, CommandContext& context) {
     program.fallthrough();
     program.set_version_flag("--version", "krw " KRW_VERSION, "Print the version and exit");
     program.add_flag("-q,--quiet", context.quiet, "No progress and no summaries; problems are still named");
-    program.add_option("--plugin", context.pluginPath, "Reader plug-in to load")
+    program
+        .add_option(
+            "--plugin", context.pluginPath,
+            "Reader plug-in to load; otherwise the one that KRW_PLUGIN names, or that of the installation")
         ->type_name("PATH")
         ->envname("KRW_PLUGIN");
     program.footer(
