@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <numeric>
 #include <png.h>
+#include <random>
 #include <tiffio.h>
 
 namespace {
@@ -120,31 +121,51 @@ TEST(Developer, AppliesLevelsGainsAndCurveAtEverySize) {
     EXPECT_THAT(developer.develop(flatMosaic(2, 2, {4000, 4000, 50})).pixels, ElementsAre(255, 255, 0));
 }
 
-TEST(Png, HoldsBothDepths) {
-    RgbImage16 picture{5, 3, std::vector<std::uint16_t>(45)};
-    std::iota(picture.pixels.begin(), picture.pixels.end(), std::uint16_t{0xFEDC});
-    for (const DisplayCurve curve : {DisplayCurve::gamma, DisplayCurve::rec709, DisplayCurve::log}) {
-        const std::vector<std::uint8_t> file = encodePng(picture, curve);
-        png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
-        png_infop info = png_create_info_struct(png);
-        std::span<const std::uint8_t> rest(file);
-        png_set_read_fn(png, &rest, [](png_structp reader, png_bytep data, png_size_t size) {
-            auto& left = *static_cast<std::span<const std::uint8_t>*>(png_get_io_ptr(reader));
-            ASSERT_LE(size, left.size());
-            std::copy_n(left.begin(), size, data);
-            left = left.subspan(size);
-        });
-        png_read_png(png, info, PNG_TRANSFORM_SWAP_ENDIAN, nullptr);
-        std::vector<std::uint16_t> read;
-        for (std::size_t row = 0; row < picture.height; ++row) {
-            const auto* const samples = reinterpret_cast<const std::uint16_t*>(png_get_rows(png, info)[row]);
-            read.insert(read.end(), samples, samples + 15);
-        }
-        EXPECT_EQ(read, picture.pixels);
-        EXPECT_EQ(png_get_valid(png, info, PNG_INFO_sRGB) != 0, curve == DisplayCurve::gamma);
-        png_destroy_read_struct(&png, &info, nullptr);
-        EXPECT_TRUE(rest.empty());
+/// What libpng reads in a file, in the machine's byte order, and whether the file names the sRGB curve.
+struct ReadPng {
+    std::vector<std::uint8_t> bytes;
+    bool isSrgb;
+};
+ReadPng readPng(std::span<const std::uint8_t> file) {
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_infop info = png_create_info_struct(png);
+    png_set_read_fn(png, &file, [](png_structp reader, png_bytep data, png_size_t size) {
+        auto& left = *static_cast<std::span<const std::uint8_t>*>(png_get_io_ptr(reader));
+        ASSERT_LE(size, left.size());
+        std::copy_n(left.begin(), size, data);
+        left = left.subspan(size);
+    });
+    png_read_png(png, info, PNG_TRANSFORM_SWAP_ENDIAN, nullptr);
+    ReadPng read{{}, png_get_valid(png, info, PNG_INFO_sRGB) != 0};
+    for (std::size_t row = 0; row < png_get_image_height(png, info); ++row) {
+        const png_bytep bytes = png_get_rows(png, info)[row];
+        read.bytes.insert(read.bytes.end(), bytes, bytes + png_get_rowbytes(png, info));
     }
+    png_destroy_read_struct(&png, &info, nullptr);
+    EXPECT_TRUE(file.empty());
+    return read;
+}
+
+/// The large picture takes several strips of rows and several chunks, the wide one a strip for each row.
+template <class Sample>
+void expectWholePngs() {
+    for (const auto& [width, height] : {std::pair{5U, 3U}, std::pair{701U, 603U}, std::pair{100'001U, 3U}}) {
+        RgbPicture<Sample> picture{width, height, std::vector<Sample>(std::size_t{3} * width * height)};
+        std::minstd_rand noise(width);
+        std::ranges::generate(picture.pixels, [&] { return static_cast<Sample>(0xFEDC + (noise() >> 8)); });
+        for (const DisplayCurve curve : {DisplayCurve::gamma, DisplayCurve::rec709, DisplayCurve::log}) {
+            const ReadPng read = readPng(encodePng(picture, curve));
+            const std::span<const Sample> expected(picture.pixels);
+            ASSERT_EQ(read.bytes.size(), expected.size_bytes());
+            EXPECT_EQ(std::memcmp(read.bytes.data(), expected.data(), expected.size_bytes()), 0) << width;
+            EXPECT_EQ(read.isSrgb, curve == DisplayCurve::gamma);
+        }
+    }
+}
+
+TEST(Png, HoldsBothDepths) {
+    expectWholePngs<std::uint8_t>();
+    expectWholePngs<std::uint16_t>();
 }
 
 TEST(Tiff, HoldsBothDepthsForOtherReaders) {
