@@ -6,6 +6,7 @@
 #include "tools/export/rgb_tiff.h"
 #include "tools/picture/develop.h"
 #include "tools/picture/png_file.h"
+#include "tools/picture/sample_bytes.h"
 
 #include <cstring>
 #include <gmock/gmock.h>
@@ -119,6 +120,43 @@ TEST(Developer, AppliesLevelsGainsAndCurveAtEverySize) {
         }
     const Developer developer(levels, gains, DisplayCurve::gamma);
     EXPECT_THAT(developer.develop(flatMosaic(2, 2, {4000, 4000, 50})).pixels, ElementsAre(255, 255, 0));
+}
+
+TEST(SampleBytes, MostSignificantByteComesFirstWhateverLengthAndPlace) {
+    std::vector<std::uint16_t> samples(41);
+    std::iota(samples.begin(), samples.end(), std::uint16_t{0x1FE8});
+    for (std::size_t count = 0; count <= samples.size(); ++count)
+        for (const std::size_t place : {0U, 1U, 3U}) {
+            std::vector<std::uint8_t> bytes(place + 2 * count + 1, 0xEE);
+            storeBigEndian(std::span(samples).first(count), bytes.data() + place);
+            for (std::size_t i = 0; i < count; ++i)
+                ASSERT_EQ(bytes[place + 2 * i] << 8 | bytes[place + 2 * i + 1], samples[i]) << count;
+            ASSERT_EQ(bytes.back(), 0xEE);
+        }
+}
+
+/// Cells that differ, in pictures of every width around the vectors' four pixels.
+TEST(HalfSize, EveryPixelIsTheLightOfItsOwnCell) {
+    for (std::uint32_t width = 2; width <= 23; ++width) {
+        Mosaic mosaic{width, 5, std::vector<std::uint16_t>(std::size_t{5} * width)};
+        std::minstd_rand noise(width);
+        std::ranges::generate(mosaic.samples, [&] { return static_cast<std::uint16_t>(noise() >> 8); });
+        const LightScale scale{256, {1.75F, 1.25F, 40.0F}};
+        for (std::uint32_t y = 0; y < 2; ++y) {
+            LightRow row(width / 2);
+            cellRow(mosaic, scale, 1, y, row);
+            for (std::uint32_t x = 0; x < width / 2; ++x) {
+                const std::uint16_t* const top = &mosaic.samples[std::size_t{2} * y * width + 2 * x];
+                const std::uint16_t* const bottom = top + width;
+                const auto light = [&](float sample, std::size_t colour) {
+                    return std::clamp((sample - scale.black) * scale.factors[colour], -65535.0F, 65535.0F);
+                };
+                ASSERT_EQ(row.red[x], light(top[1], 0)) << width;
+                ASSERT_EQ(row.green[x], light(static_cast<float>(top[0] + bottom[1]) / 2, 1)) << width;
+                ASSERT_EQ(row.blue[x], light(bottom[0], 2)) << width;
+            }
+        }
+    }
 }
 
 /// What libpng reads in a file, in the machine's byte order, and whether the file names the sRGB curve.

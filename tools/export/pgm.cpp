@@ -1,5 +1,7 @@
 #include "tools/export/pgm.h"
 
+#include "tools/picture/sample_bytes.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
@@ -95,11 +97,7 @@ Mosaic readPgm(const std::string& path) {
 std::vector<std::uint8_t> encodePgm(const MosaicView& mosaic) {
     const std::string header = headerText(mosaic.width, mosaic.height);
     std::vector<std::uint8_t> bytes(header.size() + mosaic.samples.size_bytes());
-    std::uint8_t* next = std::copy(header.begin(), header.end(), bytes.data());
-    for (const std::uint16_t sample : mosaic.samples) {
-        *next++ = static_cast<std::uint8_t>(sample >> 8);
-        *next++ = static_cast<std::uint8_t>(sample);
-    }
+    storeBigEndian(mosaic.samples, std::copy(header.begin(), header.end(), bytes.data()));
     return bytes;
 }
 

@@ -3,7 +3,9 @@
 #include "tools/picture/display_curve.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
+#include <type_traits>
 
 namespace {
 
@@ -32,11 +34,62 @@ CellSums sumCells(const std::uint16_t* top, const std::uint16_t* bottom, std::si
     return {static_cast<float>(red), static_cast<float>(green), static_cast<float>(blue)};
 }
 
-float toLight(float sample, float black, float factor) {
-    constexpr auto kWhite = static_cast<float>(kWhite16);
-    const float light = (sample - black) * factor;
-    const float held = light < kWhite ? light : kWhite;
-    return held > -kWhite ? held : -kWhite;
+/// Four pixels at once.
+using Lanes [[gnu::vector_size(16)]] = float;
+
+template <class Value>
+Value loadFrom(const float* values) {
+    Value loaded;
+    std::memcpy(&loaded, values, sizeof loaded);
+    return loaded;
+}
+
+template <class Value>
+Value toLight(const Value& sample, float black, float factor) {
+    const Value white = Value{} + static_cast<float>(kWhite16);
+    const Value light = (sample - black) * factor;
+    const Value held = light < white ? light : white;
+    return held > -white ? held : -white;
+}
+
+/// Row `y` of a picture with a pixel for each cell.
+void singleCellRow(const MosaicView& mosaic, const LightScale& scale, std::uint32_t y, LightRow& row) {
+    using Pairs [[gnu::vector_size(16)]] = std::uint32_t; // samples of an even and of an odd column
+    using Sums [[gnu::vector_size(16)]] = std::int32_t;   // what every processor converts to float
+    constexpr std::size_t kLanes = sizeof(Lanes) / sizeof(float);
+    constexpr unsigned kEven = std::endian::native == std::endian::little ? 0 : 16;
+    constexpr unsigned kOdd = 16 - kEven;
+    const std::uint16_t* const top = &mosaic.samples[std::size_t{2} * y * mosaic.width];
+    const std::uint16_t* const bottom = top + mosaic.width;
+    const std::size_t width = row.red.size();
+    const auto put = [&scale, &row](const auto& red, const auto& green, const auto& blue, std::size_t x) {
+        using Value = std::remove_cvref_t<decltype(red)>;
+        const auto store = [x, &scale](const Value& sample, float factor, std::vector<float>& colour) {
+            const Value light = toLight(sample, scale.black, factor);
+            std::memcpy(&colour[x], &light, sizeof light);
+        };
+        store(red, scale.factors[kRed], row.red);
+        store(green * 0.5F, scale.factors[kGreen], row.green);
+        store(blue, scale.factors[kBlue], row.blue);
+    };
+    std::size_t x = 0;
+    for (; x + kLanes <= width; x += kLanes) {
+        Pairs above;
+        Pairs below;
+        std::memcpy(&above, top + 2 * x, sizeof above);
+        std::memcpy(&below, bottom + 2 * x, sizeof below);
+        const Pairs red = above >> kOdd & 0xFFFF;
+        const Pairs green = (above >> kEven & 0xFFFF) + (below >> kOdd & 0xFFFF);
+        const Pairs blue = below >> kEven & 0xFFFF;
+        const auto values = [](const Pairs& sums) {
+            return __builtin_convertvector(std::bit_cast<Sums>(sums), Lanes);
+        };
+        put(values(red), values(green), values(blue), x);
+    }
+    for (; x < width; ++x) {
+        const CellSums sums = sumCells(top + 2 * x, bottom + 2 * x, 1);
+        put(sums.red, sums.green, sums.blue, x);
+    }
 }
 
 /// The rows that the interpolation of one row reads: the row itself, and its first and second neighbours
@@ -48,16 +101,6 @@ struct HalfRows {
 struct Window {
     HalfRows above2, above, centre, below, below2;
 };
-
-/// Four pixels at once.
-using Lanes [[gnu::vector_size(16)]] = float;
-
-template <class Value>
-Value loadFrom(const float* values) {
-    Value loaded;
-    std::memcpy(&loaded, values, sizeof loaded);
-    return loaded;
-}
 
 /// The values that the interpolation of a pixel uses: its own, and sums of its neighbours. Value is float for
 /// one pixel, Lanes for the pixels of four cells.
@@ -149,6 +192,7 @@ void interpolateRow(const Window& window, std::ptrdiff_t cells, const Interpolat
 
 void cellRow(const MosaicView& mosaic, const LightScale& scale, std::uint32_t shrink, std::uint32_t y,
              LightRow& row) {
+    if (shrink == 1) return singleCellRow(mosaic, scale, y, row);
     const float weight = 1 / static_cast<float>(std::uint64_t{shrink} * shrink);
     const std::size_t width = row.red.size();
     for (std::vector<float>* colour : {&row.red, &row.green, &row.blue})
@@ -188,8 +232,8 @@ void Demosaic::load(std::uint32_t y) {
     float* __restrict const even = &row.even[1];
     float* __restrict const odd = &row.odd[1];
     for (std::size_t i = 0; i < cells; ++i) {
-        even[i] = toLight(samples[2 * i], black, evenFactor);
-        odd[i] = toLight(samples[2 * i + 1], black, oddFactor);
+        even[i] = toLight(static_cast<float>(samples[2 * i]), black, evenFactor);
+        odd[i] = toLight(static_cast<float>(samples[2 * i + 1]), black, oddFactor);
     }
     // Mirrored columns -2, -1, width and width + 1.
     row.even.front() = even[cells > 1 ? 1 : 0];
