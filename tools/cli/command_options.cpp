@@ -18,7 +18,9 @@ void addFrameSelection(Command& command, FrameSelection& selection) {
 }
 
 void addJobsOption(Command& command, unsigned& jobs) {
-    command.option("-j,--jobs", jobs, "Frames to work on at the same time; 0: one per processor")
+    command
+        .option("-j,--jobs", jobs,
+                "Frames to work on at the same time, at most one per processor; 0: one per processor")
         .valueName("N");
 }
 

@@ -1,6 +1,7 @@
 #include "tools/clip/frame_workers.h"
 
 #include "tools/clip/interrupt.h"
+#include "tools/clip/worker_count.h"
 
 #include <algorithm>
 #include <chrono>
@@ -144,8 +145,7 @@ unsigned mostWorkers(const Clip& clip) {
 void forEachFrame(const Plugin& plugin, Clip& clip, const FrameSet& frames, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take) {
     if (frames.size() == 0) return;
-    const unsigned wanted = jobs > 0 ? jobs : std::thread::hardware_concurrency();
-    const unsigned count = std::clamp(wanted, 1U, std::min(frames.size(), mostWorkers(clip)));
+    const unsigned count = std::min({workerCount(jobs), frames.size(), mostWorkers(clip)});
     FrameQueue queue(frames, kFramesAhead * count);
     Workers workers(queue);
     workers.start(plugin, clip, count, work);

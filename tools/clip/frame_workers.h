@@ -27,9 +27,9 @@ using OutcomeTaker = std::function<void(std::uint32_t frame, FrameOutcome& outco
 /// Frames that each worker may be ahead of the taker.
 inline constexpr unsigned kFramesAhead = 2;
 
-/// Does `work` for each frame of `frames` on up to `jobs` workers (0: one per processor). The first worker
-/// uses `clip`; each other worker opens the clip for itself. The workers are at most kFramesAhead frames each
-/// ahead of the taker. Rethrows what `work` or `take` throws. Throws Interrupted when a signal asks to stop.
-/// In each case all workers have ended when this returns.
+/// Does `work` for each frame of `frames` on workerCount(jobs) workers at most. The first worker uses `clip`;
+/// each other worker opens the clip for itself. The workers are at most kFramesAhead frames each ahead of the
+/// taker. Rethrows what `work` or `take` throws. Throws Interrupted when a signal asks to stop. In each case
+/// all workers have ended when this returns.
 void forEachFrame(const Plugin& plugin, Clip& clip, const FrameSet& frames, unsigned jobs,
                   const FrameWork& work, const OutcomeTaker& take);

@@ -1,5 +1,7 @@
 #include "tools/mount/frame_cache.h"
 
+#include "tools/clip/worker_count.h"
+
 #include <algorithm>
 #include <exception>
 
@@ -13,8 +15,7 @@ constexpr unsigned kIdleReaders = 2;
 
 } // namespace
 
-FrameCache::FrameCache(std::uint64_t limit, unsigned jobs)
-    : m_limit(limit), m_jobs(jobs > 0 ? jobs : std::max(std::thread::hardware_concurrency(), 1U)) {
+FrameCache::FrameCache(std::uint64_t limit, unsigned jobs) : m_limit(limit), m_jobs(workerCount(jobs)) {
     for (unsigned index = 0; index < m_jobs; ++index)
         m_workers.emplace_back([this] { work(); });
 }

@@ -51,7 +51,7 @@ class FrameCache final {
 
   public:
     /// Holds frames of up to `limit` bytes altogether, frames under way included, and a single frame in any
-    /// case. `jobs` workers read; 0: one per processor.
+    /// case. workerCount(jobs) workers read.
     FrameCache(std::uint64_t limit, unsigned jobs);
     /// No frame is asked for any more, and no lease is left.
     ~FrameCache();

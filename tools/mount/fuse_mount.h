@@ -13,7 +13,7 @@ struct MountOptions {
     std::string mountPoint;
     bool inForeground = false;
     std::uint64_t cacheBytes = std::uint64_t{512} << 20U;
-    unsigned jobs = 0;                  // 0: one per processor
+    unsigned jobs = 0;                  // as workerCount takes it
     MountLog log;                       // of a mount in the foreground; a daemon writes to the system's log
     std::function<void()> leaveConsole; // called in a daemon when it leaves its caller behind
 };

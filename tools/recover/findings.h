@@ -23,8 +23,8 @@ struct Findings {
     [[nodiscard]] bool isComplete() const;
 };
 
-/// Reads the whole source, checks every frame on `jobs` threads (0: one per processor), and groups the frames
-/// into clips. `progress` gets the number of bytes searched so far. Takes at most 64 MiB of memory and that
-/// of one frame. Throws std::runtime_error, "PATH: reason", and Interrupted when a signal asks to stop.
+/// Reads the whole source, checks every frame on workerCount(jobs) threads, and groups the frames into clips.
+/// `progress` gets the number of bytes searched so far. Takes at most 64 MiB of memory and that of one frame.
+/// Throws std::runtime_error, "PATH: reason", and Interrupted when a signal asks to stop.
 [[nodiscard]] Findings findClips(const Source& source, unsigned jobs,
                                  const std::function<void(std::uint64_t done)>& progress);

@@ -1,12 +1,12 @@
 #include "tools/recover/plane_checks.h"
 
-#include <algorithm>
+#include "tools/clip/worker_count.h"
+
 #include <memory>
 #include <utility>
 
 PlaneChecks::PlaneChecks(const Source& source, unsigned jobs) : m_source(source) {
-    const unsigned threads = jobs != 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
-    for (unsigned i = 0; i < threads; ++i)
+    for (unsigned i = workerCount(jobs); i > 0; --i)
         m_threads.emplace_back([this] { work(); });
 }
 

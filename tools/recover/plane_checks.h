@@ -23,7 +23,7 @@ struct PlanePlace {
 /// Threads that check planes, in any order. Each thread has memory for one plane.
 class PlaneChecks final {
   public:
-    /// `jobs` threads, 0 for one per processor. The source must outlive the object.
+    /// workerCount(jobs) threads. The source must outlive the object.
     PlaneChecks(const Source& source, unsigned jobs);
     /// Drops planes whose check has not begun.
     ~PlaneChecks();
