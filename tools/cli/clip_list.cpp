@@ -2,10 +2,10 @@
 
 #include "tools/cli/console.h"
 #include "tools/cli/usage_error.h"
+#include "tools/clip/clip_name.h"
 #include "tools/clip/interrupt.h"
 
 #include <algorithm>
-#include <cctype>
 #include <exception>
 #include <fmt/format.h>
 #include <map>
@@ -18,18 +18,11 @@ namespace {
 
 constexpr int kWrongUsage = 2;
 
-bool hasClipName(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::ranges::transform(extension, extension.begin(),
-                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return extension == ".krw";
-}
-
 std::vector<fs::path> clipsIn(const std::string& folder) {
     std::vector<fs::path> found;
     try {
         for (const auto& entry : fs::recursive_directory_iterator(folder))
-            if (hasClipName(entry.path()) && entry.is_regular_file()) found.push_back(entry.path());
+            if (isClipName(entry.path()) && entry.is_regular_file()) found.push_back(entry.path());
     } catch (const fs::filesystem_error& error) {
         throw std::runtime_error(fmt::format("{}: {}", error.path1().string(), error.code().message()));
     }

@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <system_error>
 
-/// The clip, and room for a mosaic that is never touched: it takes addresses, no memory.
+/// The clip, and memory for a mosaic that is never touched: it costs address space only.
 struct ClipFolder::Opened {
     explicit Opened(const Plugin& plugin, const std::string& path)
         : clip(plugin, path), room(clip.makePicture()) {}

@@ -42,7 +42,7 @@ class ClipFolder final : public FrameSource {
     /// Opens the clip unless it has been open before. False when it does not open.
     [[nodiscard]] bool opens();
 
-    // Of a clip that opens.
+    // Only after opens() has returned true.
     [[nodiscard]] std::string frameName(std::uint32_t frame) const;
     [[nodiscard]] std::optional<std::uint32_t> frameNamed(const std::string& name) const;
     /// Bytes of every frame's file.

@@ -1,6 +1,6 @@
 // The tree that is mounted: folders as the source has them, with a folder for each clip. It knows nothing of
-// FUSE. Nodes stand for one state of a clip: a clip that has changed gets new nodes, and questions about its
-// old ones fail with ESTALE, after which the kernel looks names up again.
+// FUSE. Nodes stand for one state of a clip: a clip that has changed gets new nodes, and requests for its
+// old nodes fail with ESTALE, after which the kernel looks names up again.
 #pragma once
 
 #include "tools/mount/clip_folder.h"
@@ -36,7 +36,7 @@ struct NodeEntry {
 };
 
 /// Any thread may call. Failures throw std::system_error: ENOENT for a name that is not there, ESTALE for a
-/// node that is no longer, ENOTDIR, EISDIR; other exceptions stand for EIO.
+/// node that no longer exists, ENOTDIR, EISDIR; other exceptions stand for EIO.
 class ClipTree final {
   public:
     /// `source` is a clip or a folder, by an absolute path. Plug-in and cache must outlive this object.
@@ -76,7 +76,7 @@ class ClipTree final {
     const std::filesystem::path m_source;
     FrameCache& m_cache;
     const MountLog m_log;
-    std::mutex m_mutex; // of these
+    std::mutex m_mutex; // guards what follows
     std::vector<Slot> m_slots;
     std::map<std::filesystem::path, std::uint64_t> m_slotByPath;
     std::deque<ClipPointer> m_openClips; // the last used first

@@ -46,10 +46,14 @@ FrameCache::Lease FrameCache::get(const std::shared_ptr<FrameSource>& source, st
         m_asked.push_back({source, frame});
     }
     ++entry.users;
-    entry.askedAt = ++m_requests;
-    if (entry.picture) m_order.splice(m_order.end(), m_order, entry.place);
-    planAhead(source, frame);
-    m_work.notify_all();
+    // A file is read in many pieces: only the first piece changes what comes next.
+    const bool isNext = entry.askedAt == 0 || entry.askedAt != m_requests;
+    if (isNext) {
+        entry.askedAt = ++m_requests;
+        if (entry.picture) m_order.splice(m_order.end(), m_order, entry.place);
+        planAhead(source, frame);
+        m_work.notify_all();
+    }
     m_done.wait(lock, [&entry] { return entry.isDone; });
     return {*this, entry};
 }
@@ -78,7 +82,7 @@ void FrameCache::planAhead(const std::shared_ptr<FrameSource>& source, std::uint
     }
 }
 
-/// Gives up frames that nobody uses, the longest unused first, until a frame of the clip fits. The memory of
+/// Drops unused frames, the longest unused first, until a frame of the clip fits. The memory of
 /// one of the same size is handed on: fresh memory costs as much as filling it.
 bool FrameCache::makeRoom(const FrameSource& source, std::optional<Picture>& spare) {
     while (m_held > 0 && m_held + source.frameBytes() > m_limit) {
@@ -101,8 +105,8 @@ void FrameCache::work() {
     }
 }
 
-/// Waits for something to do and for the room to do it; nothing when the cache ends. The frame has an entry
-/// then.
+/// Waits for something to do and for the room to do it. The frame that the task names has an entry then.
+/// Nothing when the cache ends.
 std::optional<FrameCache::Task> FrameCache::nextTask(std::unique_lock<std::mutex>& lock,
                                                      std::optional<Picture>& spare) {
     while (true) {

@@ -53,7 +53,7 @@ class FrameCache final {
     /// Holds frames of up to `limit` bytes altogether, frames under way included, and a single frame in any
     /// case. workerCount(jobs) workers read.
     FrameCache(std::uint64_t limit, unsigned jobs);
-    /// No frame is asked for any more, and no lease is left.
+    /// Call when no frame is requested any more and no lease is left.
     ~FrameCache();
     FrameCache(const FrameCache&) = delete;
     FrameCache& operator=(const FrameCache&) = delete;

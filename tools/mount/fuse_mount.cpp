@@ -31,7 +31,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Seconds for which the kernel takes an answer for granted: that a clip is there and has not changed.
+/// Seconds for which the kernel may cache an answer: that a clip is there and has not changed.
 constexpr double kSourceTimeout = 1;
 /// What a clip's state holds does not change: a clip that changes gets other nodes.
 constexpr double kFixedTimeout = 24.0 * 3600;

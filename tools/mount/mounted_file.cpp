@@ -13,8 +13,7 @@ struct Window {
     std::uint64_t size;
 };
 
-/// Puts what the window shows of the next stretch of a file into the part, and moves the window on to what
-/// follows the stretch.
+/// Adds the part of the stretch that the window covers, and moves the window behind the stretch.
 void take(std::span<const std::uint8_t> stretch, Window& window, FilePart& part) {
     const std::uint64_t skipped = std::min<std::uint64_t>(window.offset, stretch.size());
     const auto shown =

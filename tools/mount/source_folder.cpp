@@ -1,7 +1,8 @@
 #include "tools/mount/source_folder.h"
 
+#include "tools/clip/clip_name.h"
+
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <sys/stat.h>
 
@@ -11,13 +12,6 @@ namespace {
 
 bool isEqual(const std::timespec& a, const std::timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
-bool isClipName(const fs::path& path) {
-    std::string extension = path.extension().string();
-    std::ranges::transform(extension, extension.begin(),
-                           [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return extension == ".krw";
 }
 
 } // namespace
