@@ -59,7 +59,7 @@ std::string describeClip(const InfoOptions& options, const std::string& path, Co
     const Plugin& plugin = context.plugin();
     Clip clip = openClip(plugin, path);
     ClipReport report = makeClipReport(plugin, clip, framesToTry(options, clip));
-    report.table = checkTable(path);
+    report.table = checkTable(clip.file());
     if (!complainAboutTable(path, *report.table)) context.exitStatus = std::max(context.exitStatus, 1);
     for (const TriedFrame& tried : report.tried)
         if (tried.reading.state != FrameReading::State::ok) context.exitStatus = 1;

@@ -155,7 +155,7 @@ class Verification final {
         progress.clear();
 
         if (earlier != nullptr) tally.lost = lostFrames(*earlier, clip);
-        if (!isTableSound(listed.path, entry) || !tally.isClean())
+        if (!isTableSound(clip, entry) || !tally.isClean())
             m_context.exitStatus = std::max(m_context.exitStatus, 1);
         m_tally.add(tally);
         m_throughput.add(progress.throughput());
@@ -173,13 +173,13 @@ class Verification final {
 
     /// Complains about frame records that the clip's table does not know, and returns false when there are
     /// any. Checks nothing unless whole clips are verified.
-    [[nodiscard]] bool isTableSound(const std::string& path, Json& entry) const {
+    [[nodiscard]] bool isTableSound(Clip& clip, Json& entry) const {
         if (!readsWholeClips()) return true;
-        const TableReport table = checkTable(path);
+        const TableReport table = checkTable(clip.file());
         entry["frameTable"] = describeTable(table);
         if (!m_context.quiet && (table.origin != TableReport::Origin::stored || !table.trouble.empty()))
-            console::note(fmt::format("{}: frame table {}", path, describeTable(table)));
-        return complainAboutTable(path, table);
+            console::note(fmt::format("{}: frame table {}", clip.path(), describeTable(table)));
+        return complainAboutTable(clip.path(), table);
     }
 
     [[nodiscard]] std::size_t lostFrames(const VerifyList& earlier, const Clip& clip) const {

@@ -113,6 +113,8 @@ class Clip final {
     }
     /// Reads a frame into the caller's memory: width() * height() samples.
     [[nodiscard]] FrameReading read(std::uint32_t frame, std::span<std::uint16_t> samples);
+    /// The clip's file as its own parser sees it. Not while a frame is being read.
+    [[nodiscard]] ClipFile& file() { return m_check->file(); }
 
   private:
     Clip(const Plugin& plugin, std::string path, const FrameCheck* known);

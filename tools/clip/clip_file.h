@@ -33,6 +33,7 @@ class ClipFile final {
     ClipFile& operator=(const ClipFile&) = delete;
     ~ClipFile();
 
+    [[nodiscard]] const std::string& path() const { return m_path; }
     /// Where the records start, frame by frame.
     [[nodiscard]] std::span<const std::uint64_t> table() const { return {m_table.get(), m_frames}; }
     /// Place of the DANRAW_HEADER in a record.

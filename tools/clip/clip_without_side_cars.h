@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <memory>
 
-/// Opens the clip through a link in a private, empty directory, so that a reader that looks beside the clip
-/// finds nothing there. The directory is removed with this object.
+/// Opens a file with the clip's headers, and a frame table of one frame, in a private directory. So a reader
+/// that looks beside the clip finds nothing there, and follows no records. The directory is removed with this
+/// object.
 class ClipWithoutSideCars final {
   public:
-    /// Throws std::runtime_error (std::filesystem::filesystem_error too) when the link or the clip fails.
+    /// Throws std::runtime_error (std::filesystem::filesystem_error too) when the clip cannot be read, or the
+    /// file cannot be written or opened.
     ClipWithoutSideCars(const Plugin& plugin, const std::string& path);
 
     [[nodiscard]] const ClipInformation& information() const { return m_clip->information(); }

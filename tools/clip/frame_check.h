@@ -49,6 +49,8 @@ class FrameCheck final {
     /// The frame's header as the file has it; nothing when it cannot be read.
     [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame) { return m_file.header(frame); }
 
+    [[nodiscard]] ClipFile& file() { return m_file; }
+
   private:
     /// Learned once, by the first thread that needs it.
     struct Padding {

@@ -2,7 +2,6 @@
 
 #include "krw/byte_view.h"
 #include "krw/format.h"
-#include "tools/clip/clip_file.h"
 #include "tools/clip/interrupt.h"
 #include "tools/recover/found_record.h"
 #include "tools/recover/record_scan.h"
@@ -11,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -115,31 +113,19 @@ bool holdsFrameRecord(const Source& source) {
     return found;
 }
 
-/// Opens the clip's file as readers do. Null when it has no table that they can use.
-std::unique_ptr<ClipFile> openTable(const std::string& path) {
-    try {
-        return std::make_unique<ClipFile>(path);
-    } catch (const std::runtime_error&) {
-        return nullptr;
-    }
-}
-
 } // namespace
 
-TableReport checkTable(const std::string& path) {
-    const Source source({path});
+TableReport checkTable(ClipFile& file) {
+    const Source source({file.path()});
     const std::optional<Trailer> found = findTrailer(source);
     TableReport report;
     report.trouble = troubleWith(found, source.size());
-    KnownRecords known;
-    if (const auto file = openTable(path)) {
-        report.origin = found ? TableReport::Origin::stored : TableReport::Origin::rebuilt;
-        report.frames = file->table().size();
-        known = readRecords(*file, report);
-        if (report.entriesWithoutRecord > 0)
-            report.trouble = fmt::format("{} of {} entries lead to no frame record",
-                                         report.entriesWithoutRecord, report.frames);
-    }
+    report.origin = found ? TableReport::Origin::stored : TableReport::Origin::rebuilt;
+    report.frames = file.table().size();
+    const KnownRecords known = readRecords(file, report);
+    if (report.entriesWithoutRecord > 0)
+        report.trouble = fmt::format("{} of {} entries lead to no frame record", report.entriesWithoutRecord,
+                                     report.frames);
     std::uint64_t end = source.size();
     if (found && found->tableOffset <= end) end = std::max(std::min(found->tableOffset, end), known.end);
     report.bytesBehind = end > known.end ? end - known.end : 0;
