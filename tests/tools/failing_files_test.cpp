@@ -93,6 +93,73 @@ INSTANTIATE_TEST_SUITE_P(Calls, FailingExport,
                                          Faults{"rename", "EIO", "Input/output error"},
                                          Faults{"create", "EACCES", "Permission denied"}));
 
+/// A card with two clips, recovered into a folder beside it.
+class FailingCard : public FailingFiles {
+  protected:
+    FailingCard() {
+        ClipDescription second;
+        second.take = 2;
+        TestClip card = makeClip(4, 64, 32);
+        const TestClip other = makeClip(second, randomMosaics(3, 64, 32));
+        card.bytes.insert(card.bytes.end(), other.bytes.begin(), other.bytes.end());
+        write("real/card.img", card);
+        m_card = contents(m_dir.path("real/card.img"));
+    }
+    [[nodiscard]] std::map<std::string, std::string> clips() const {
+        return directory(m_dir.path("real/out"));
+    }
+
+    const std::string m_command = std::string(kKrw) + "recover failing/card.img -o failing/out/ --jobs 1";
+    std::string m_card;
+};
+
+class FailingRecover : public FailingCard, public testing::WithParamInterface<Faults> {};
+
+TEST_P(FailingRecover, WritesWholeClipsOrNoneAndLeavesTheSourceAlone) {
+    const auto& [call, effect, reason] = GetParam();
+    ASSERT_EQ(under("", m_command).status, 0);
+    const auto expected = clips();
+    ASSERT_EQ(expected.size(), 2U);
+
+    int failed = 0;
+    // Of the calls of a whole run and more, 1, 2, 3, 5, 8 and so on.
+    for (int number = 1; number < 60; number += (number + 1) / 2) {
+        SCOPED_TRACE(fmt::format("{} {}", call, number));
+        fs::remove_all(m_dir.path("real/out"));
+        const Outcome run = under(fmt::format("{}={}:{}", call, number, effect), m_command);
+        EXPECT_EQ(run.status, run.err.empty() ? 0 : 1) << run.err;
+        if (run.status != 0) {
+            ++failed;
+            EXPECT_THAT(run.err, testing::ContainsRegex(reason));
+        }
+        for (const auto& [name, bytes] : clips())
+            EXPECT_TRUE(expected.contains(name) && bytes == expected.at(name)) << name;
+        EXPECT_EQ(clips() == expected, run.status == 0);
+        // A clip that cannot be written keeps no other from being written.
+        EXPECT_TRUE(clips().size() == 1 || run.status == 0 || run.out.empty()) << run.out;
+        EXPECT_EQ(contents(m_dir.path("real/card.img")), m_card);
+    }
+    EXPECT_GE(failed, 1);
+    ASSERT_EQ(under("", m_command + " --overwrite").status, 0);
+    EXPECT_EQ(clips(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, FailingRecover,
+    testing::Values(Faults{"read", "EIO", "byte [0-9]+ cannot be read: Input/output error"},
+                    Faults{"write", "ENOSPC", "out/card_00[12].krw: No space left on device"},
+                    Faults{"close", "EIO", "Input/output error"},
+                    Faults{"rename", "EIO", "out/card_00[12].krw: Input/output error"},
+                    Faults{"create", "EACCES", "Permission denied"}));
+
+TEST_F(FailingCard, SlowAndShortTransfersAreNoFailure) {
+    for (const char* faults : {"read=1-300:short write=1-300:short", "read=3-5:slow write=2:slow"}) {
+        const Outcome run = under(faults, m_command + " --overwrite");
+        EXPECT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(clips().at("card_001.krw") + clips().at("card_002.krw"), m_card);
+    }
+}
+
 TEST_F(FailingFiles, SlowAndShortTransfersAreNoFailure) {
     write("real/clip.krw", makeClip(2, 32, 16));
     for (const char* faults : {"read=1-:short write=1-:short", "read=9-10:slow write=2:slow"}) {
