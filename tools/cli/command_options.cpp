@@ -1,5 +1,7 @@
 #include "tools/cli/command_options.h"
 
+#include "tools/cli/console.h"
+
 void addClipArgument(Command& command, std::string& path) {
     command.argument("CLIP", path, "KRW clip");
 }
@@ -25,6 +27,7 @@ void addJobsOption(Command& command, unsigned& jobs) {
 }
 
 void addDevelopOptions(Command& command, DevelopOptions& options) {
+    options.warn = [](const std::string& warning) { console::complain(warning); };
     command.choice("--curve", options.curve, displayCurves(), "Display curve of developed pictures");
     command.choice(
         "--balance", options.balance, balances(),

@@ -103,7 +103,7 @@ FrameEnvelope ClipFolder::makeEnvelope(const Opened& opened, const DngColours& c
 FrameEnvelope ClipFolder::envelope(std::uint32_t frame) {
     const std::scoped_lock lock(m_mutex);
     open();
-    if (!m_colours) m_colours = DngColours{.gains = balanceGains(m_opened->clip, Balance::automatic)};
+    if (!m_colours) m_colours = DngColours{.gains = balanceGains(m_opened->clip, Balance::automatic, m_log)};
     return makeEnvelope(*m_opened, *m_colours, frame);
 }
 
@@ -121,7 +121,9 @@ ClipFolder::Document ClipFolder::sheet() {
     open();
     if (!m_sheet) {
         const auto take = [this](std::uint32_t frame, const FrameReading& reading) { note(frame, reading); };
-        const auto png = encodePng(drawClipSheet(m_opened->clip, FrameRange{0, m_frames}, {}, take));
+        ClipSheetOptions options;
+        options.develop.warn = m_log;
+        const auto png = encodePng(drawClipSheet(m_opened->clip, FrameRange{0, m_frames}, options, take));
         m_sheet = std::make_shared<const std::string>(png.begin(), png.end());
     }
     return m_sheet;

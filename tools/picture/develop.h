@@ -78,6 +78,7 @@ void interleave(const DevelopedRow& row, Sample* pixels);
 struct DevelopOptions {
     DisplayCurve curve = DisplayCurve::gamma;
     Balance balance = Balance::automatic;
+    WarningTaker warn{}; // of an estimated balance
 };
 
 /// Makes the developer for a whole clip. May read frames to estimate the white balance.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 #include <vector>
 
 namespace {
@@ -85,18 +86,28 @@ Gains estimate(const std::vector<AreaColour>& areas) {
             std::clamp(std::exp2(-grey.blue), 1 / kLargest, kLargest)};
 }
 
-Gains estimateGains(Clip& clip) {
+Gains estimateGains(Clip& clip, const WarningTaker& warn) {
     constexpr std::uint32_t kFrames = 8;
     const std::uint32_t count = std::min(kFrames, clip.frames());
     const Levels levels = levelsOf(clip);
     Picture picture = clip.makePicture();
     std::vector<AreaColour> areas;
+    std::uint32_t used = 0;
+    std::string trouble; // of the first frame that is not used
     for (std::uint32_t index = 0; index < count; ++index) {
         const std::uint64_t last = clip.frames() - 1;
         const auto frame = static_cast<std::uint32_t>(count > 1 ? last * index / (count - 1) : 0);
-        if (clip.read(frame, picture).state == FrameReading::State::ok)
+        const FrameReading reading = clip.read(frame, picture);
+        if (reading.state == FrameReading::State::ok) {
             addAreas(picture.view(), levels, areas);
+            ++used;
+        } else if (trouble.empty()) {
+            trouble = fmt::format("frame {}: {}", frame, reading.reason);
+        }
     }
+    if (used < count && warn)
+        warn(fmt::format("{}: the white balance is estimated from {} of {} frames; {}", clip.path(), used,
+                         count, trouble));
     return estimate(areas);
 }
 
@@ -122,9 +133,9 @@ Gains clipGains(const ClipInformation& information) {
     return {gain(InfoNumber::rGain), 1, gain(InfoNumber::bGain)};
 }
 
-Gains balanceGains(Clip& clip, Balance balance) {
+Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn) {
     const Gains own = clipGains(clip.information());
     const bool says = own != kNeutral;
     if (balance == Balance::clip || (balance == Balance::automatic && says)) return own;
-    return estimateGains(clip);
+    return estimateGains(clip, warn);
 }

@@ -5,6 +5,8 @@
 #include "tools/picture/choice_words.h"
 
 #include <array>
+#include <functional>
+#include <string>
 
 /// Gains of red, green and blue; green's is 1.
 using Gains = std::array<double, 3>;
@@ -28,6 +30,10 @@ struct Levels {
 /// The gains that a clip names; 1 where it names none.
 [[nodiscard]] Gains clipGains(const ClipInformation& information);
 
+/// Told a warning, in words that begin with the clip's path.
+using WarningTaker = std::function<void(const std::string& warning)>;
+
 /// The gains for a whole clip. Its pictures do not flicker, and files of several processes match, because the
-/// gains do not depend on the frames that are asked for. Estimates use frames spread over the clip.
-[[nodiscard]] Gains balanceGains(Clip& clip, Balance balance);
+/// gains do not depend on the frames that are asked for. Estimates use frames spread over the clip. `warn` is
+/// told when some of these are not whole, because that changes the gains.
+[[nodiscard]] Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn);
