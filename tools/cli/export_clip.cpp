@@ -44,12 +44,12 @@ ExportFormatOptions shapeFor(const ClipExportOptions& options, Clip& clip) {
     ExportFormatOptions shape = options.shape;
     shape.curve = options.develop.curve;
     if (shape.format == ExportFormat::png)
-        shape.colours.gains = balanceGains(clip, options.develop.balance, options.develop.warn);
+        shape.colours.gains = balanceGains(clip, options.develop.balance, options.develop.warn, options.jobs);
     if (shape.format != ExportFormat::dng) return shape;
     const bool named = options.neutral == "auto" || options.neutral == "clip";
     const Balance balance = options.neutral == "clip" ? Balance::clip : Balance::automatic;
     shape.colours.gains =
-        named ? balanceGains(clip, balance, options.develop.warn) : gainsFor(options.neutral);
+        named ? balanceGains(clip, balance, options.develop.warn, options.jobs) : gainsFor(options.neutral);
     if (!options.matrix.empty()) shape.colours.matrix = readColourMatrix(options.matrix);
     return shape;
 }

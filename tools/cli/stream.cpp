@@ -95,7 +95,9 @@ void writeHeader(const std::string& header) {
 
 /// Throws ReaderGone.
 void streamFrames(const StreamOptions& options, Clip& clip, const FrameSet& frames, CommandContext& context) {
-    const FrameStream stream(clip, options.format, options.develop);
+    DevelopOptions develop = options.develop;
+    develop.jobs = options.jobs;
+    const FrameStream stream(clip, options.format, develop);
     SpareBuffers spare;
     StreamWriter writer(stream, options.substitute, spare);
     const auto work = [&](Clip& own, Picture& picture, std::uint32_t frame) {

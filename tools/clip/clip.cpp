@@ -51,7 +51,7 @@ Clip::Clip(const Plugin& plugin, std::string path) : Clip(plugin, std::move(path
 Clip::Clip(const Plugin& plugin, const Clip& other) : Clip(plugin, other.m_path, &*other.m_check) {}
 
 Clip::Clip(const Plugin& plugin, std::string path, const FrameCheck* known)
-    : m_path(std::move(path)), m_reader(plugin.makeReader()) {
+    : m_plugin(plugin), m_path(std::move(path)), m_reader(plugin.makeReader()) {
     const std::string trouble = explainPath(m_path);
     if (!trouble.empty()) throw std::runtime_error(fmt::format("{}: {}", m_path, trouble));
 

@@ -71,11 +71,13 @@ struct FrameReading {
 /// One open clip. Not thread-safe: each thread opens its own.
 class Clip final {
   public:
-    /// Throws std::runtime_error, "PATH: reason", when the clip does not open.
+    /// The plug-in must outlive this object. Throws std::runtime_error, "PATH: reason", when the clip does
+    /// not open.
     Clip(const Plugin& plugin, std::string path);
     /// Opens the same clip for another thread. The two share what was learned of the file.
     Clip(const Plugin& plugin, const Clip& other);
 
+    [[nodiscard]] const Plugin& plugin() const { return m_plugin; }
     [[nodiscard]] const std::string& path() const { return m_path; }
     [[nodiscard]] const QMXSYSTEM& system() const { return m_system; }
     [[nodiscard]] const QMXVIDEO& video() const { return m_video; }
@@ -119,6 +121,7 @@ class Clip final {
   private:
     Clip(const Plugin& plugin, std::string path, const FrameCheck* known);
 
+    const Plugin& m_plugin;
     std::string m_path;
     Plugin::Reader m_reader;
     QMXSYSTEM m_system{};

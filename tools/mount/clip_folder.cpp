@@ -103,7 +103,8 @@ FrameEnvelope ClipFolder::makeEnvelope(const Opened& opened, const DngColours& c
 FrameEnvelope ClipFolder::envelope(std::uint32_t frame) {
     const std::scoped_lock lock(m_mutex);
     open();
-    if (!m_colours) m_colours = DngColours{.gains = balanceGains(m_opened->clip, Balance::automatic, m_log)};
+    if (!m_colours)
+        m_colours = DngColours{.gains = balanceGains(m_opened->clip, Balance::automatic, m_log, m_jobs)};
     return makeEnvelope(*m_opened, *m_colours, frame);
 }
 

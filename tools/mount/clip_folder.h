@@ -30,10 +30,12 @@ struct FrameEnvelope {
 /// in the list of what could not be read.
 class ClipFolder final : public FrameSource {
   public:
+    /// The plug-in must outlive this object. `jobs` workers read for the estimate of the white balance; 0:
+    /// one per processor.
     ClipFolder(const Plugin& plugin, std::filesystem::path path, const FileIdentity& identity,
-               std::uint64_t id, MountLog log)
+               std::uint64_t id, unsigned jobs, MountLog log)
         : m_plugin(plugin), m_path(std::move(path)), m_stem(m_path.stem().string()), m_identity(identity),
-          m_id(id), m_log(std::move(log)) {}
+          m_id(id), m_jobs(jobs), m_log(std::move(log)) {}
 
     [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
     [[nodiscard]] const std::string& stem() const { return m_stem; }
@@ -85,6 +87,7 @@ class ClipFolder final : public FrameSource {
     const std::string m_stem;
     const FileIdentity m_identity;
     const std::uint64_t m_id;
+    const unsigned m_jobs;
     const MountLog m_log;
     std::atomic<bool> m_isGone = false;
 

@@ -83,7 +83,8 @@ Node ClipTree::clipNode(const fs::path& path, Node parent) {
         }
         found->second = m_slots.size();
         m_slots.push_back(
-            {path, parent, std::make_shared<ClipFolder>(m_plugin, path, *identity, m_slots.size(), m_log)});
+            {path, parent,
+             std::make_shared<ClipFolder>(m_plugin, path, *identity, m_slots.size(), m_cache.jobs(), m_log)});
         node = makeNode(found->second, kFolderItem);
         std::erase(m_openClips, old);
     }

@@ -85,6 +85,8 @@ class FrameCache final {
     /// Gives up what is held of a clip that is gone, as far as nobody uses it.
     void forget(std::uint64_t id);
 
+    /// Workers that read.
+    [[nodiscard]] unsigned jobs() const { return m_jobs; }
     /// The most bytes of frames that were ever held at a time.
     [[nodiscard]] std::uint64_t mostBytesHeld();
 

@@ -132,5 +132,5 @@ template RgbImage Developer::developAs(const MosaicView&, const PictureForm&) co
 template RgbImage16 Developer::developAs(const MosaicView&, const PictureForm&) const;
 
 Developer makeDeveloper(Clip& clip, const DevelopOptions& options) {
-    return {levelsOf(clip), balanceGains(clip, options.balance, options.warn), options.curve};
+    return {levelsOf(clip), balanceGains(clip, options.balance, options.warn, options.jobs), options.curve};
 }

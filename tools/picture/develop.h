@@ -79,6 +79,7 @@ struct DevelopOptions {
     DisplayCurve curve = DisplayCurve::gamma;
     Balance balance = Balance::automatic;
     WarningTaker warn{}; // of an estimated balance
+    unsigned jobs = 0;   // workers of the estimate; 0: one per processor
 };
 
 /// Makes the developer for a whole clip. May read frames to estimate the white balance.

@@ -1,8 +1,12 @@
 #include "tools/picture/white_balance.h"
 
+#include "tools/clip/frame_workers.h"
+
 #include <algorithm>
 #include <cmath>
 #include <fmt/format.h>
+#include <map>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -86,25 +90,40 @@ Gains estimate(const std::vector<AreaColour>& areas) {
             std::clamp(std::exp2(-grey.blue), 1 / kLargest, kLargest)};
 }
 
-Gains estimateGains(Clip& clip, const WarningTaker& warn) {
+/// Reads frames on several workers. The result is the same for any number: areas stand in frame order.
+Gains estimateGains(Clip& clip, const WarningTaker& warn, unsigned jobs) {
     constexpr std::uint32_t kFrames = 8;
     const std::uint32_t count = std::min(kFrames, clip.frames());
     const Levels levels = levelsOf(clip);
-    Picture picture = clip.makePicture();
-    std::vector<AreaColour> areas;
-    std::uint32_t used = 0;
-    std::string trouble; // of the first frame that is not used
+    std::vector<FrameRun> runs;
+    std::map<std::uint32_t, std::vector<AreaColour>>
+        areasOf; // by frame; each worker fills those of its frames
     for (std::uint32_t index = 0; index < count; ++index) {
         const std::uint64_t last = clip.frames() - 1;
         const auto frame = static_cast<std::uint32_t>(count > 1 ? last * index / (count - 1) : 0);
-        const FrameReading reading = clip.read(frame, picture);
-        if (reading.state == FrameReading::State::ok) {
-            addAreas(picture.view(), levels, areas);
-            ++used;
-        } else if (trouble.empty()) {
-            trouble = fmt::format("frame {}: {}", frame, reading.reason);
-        }
+        runs.push_back({frame, 1});
+        areasOf[frame];
     }
+    const auto work = [&levels, &areasOf](Clip& own, Picture& picture, std::uint32_t frame) {
+        FrameOutcome outcome;
+        outcome.reading = own.read(frame, picture);
+        if (outcome.reading.state == FrameReading::State::ok)
+            addAreas(picture.view(), levels, areasOf.at(frame));
+        return outcome;
+    };
+    std::vector<AreaColour> areas;
+    std::uint32_t used = 0;
+    std::string trouble; // of the first frame that is not used
+    forEachFrame(clip.plugin(), clip, FrameSet(std::move(runs)), jobs, work,
+                 [&](std::uint32_t frame, const FrameOutcome& outcome) {
+                     if (outcome.reading.state == FrameReading::State::ok) {
+                         const std::vector<AreaColour>& own = areasOf.at(frame);
+                         areas.insert(areas.end(), own.begin(), own.end());
+                         ++used;
+                     } else if (trouble.empty()) {
+                         trouble = fmt::format("frame {}: {}", frame, outcome.reading.reason);
+                     }
+                 });
     if (used < count && warn)
         warn(fmt::format("{}: the white balance is estimated from {} of {} frames; {}", clip.path(), used,
                          count, trouble));
@@ -133,9 +152,9 @@ Gains clipGains(const ClipInformation& information) {
     return {gain(InfoNumber::rGain), 1, gain(InfoNumber::bGain)};
 }
 
-Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn) {
+Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn, unsigned jobs) {
     const Gains own = clipGains(clip.information());
     const bool says = own != kNeutral;
     if (balance == Balance::clip || (balance == Balance::automatic && says)) return own;
-    return estimateGains(clip, warn);
+    return estimateGains(clip, warn, jobs);
 }

@@ -34,6 +34,7 @@ struct Levels {
 using WarningTaker = std::function<void(const std::string& warning)>;
 
 /// The gains for a whole clip. Its pictures do not flicker, and files of several processes match, because the
-/// gains do not depend on the frames that are asked for. Estimates use frames spread over the clip. `warn` is
-/// told when some of these are not whole, because that changes the gains.
-[[nodiscard]] Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn);
+/// gains do not depend on the frames that are asked for. Estimates use frames spread over the clip, which are
+/// read on workerCount(jobs) workers at most. `warn` is told when some of these are not whole, because that
+/// changes the gains.
+[[nodiscard]] Gains balanceGains(Clip& clip, Balance balance, const WarningTaker& warn, unsigned jobs);
