@@ -152,6 +152,20 @@ INSTANTIATE_TEST_SUITE_P(
                            {"plane 0 is cut short", "; plane 2 breaks off"}}),
     [](const auto& test) { return std::string(test.param.name); });
 
+// Decoding them would take as long as the picture that they state, however few bytes they have.
+TEST(Padding, IsNotLearnedFromFramesThatCannotHoldTheirSamples) {
+    TestClip clip = makeShapedClip({6, 16});
+    std::ranges::fill(clip.planeData(0, 0).subspan(1000, 4000), std::uint8_t{0});
+    for (std::size_t frame = 2; frame < 6; ++frame) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            const auto size = static_cast<std::uint32_t>(clip.planeData(frame, k).size());
+            clip.setPlane(frame, k, plane::kDataSize, size + 4000);
+        }
+        clip.setPlane(frame, 3, plane::kDataSize, 16U);
+    }
+    EXPECT_THAT(readAll(clip)[0], HasSubstr("plane 0 ends too early"));
+}
+
 struct PaddingCase {
     const char* name;
     std::vector<PlanePadding> planes;

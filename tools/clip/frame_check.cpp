@@ -45,6 +45,14 @@ std::optional<std::uint32_t> mostBytesLeft(const RecordHeader& header, const Mos
     return most;
 }
 
+/// Whether each plane of a frame can hold its samples.
+bool canHoldItsSamples(const RecordHeader& header) {
+    const std::uint64_t samples = header.size().pixels() / plane::kCount;
+    for (std::size_t k = 0; k < plane::kCount; ++k)
+        if (!canHoldSamples(header.plane(k).dataSize, samples)) return false;
+    return true;
+}
+
 /// True when a plane that decodes leaves bytes behind its codes.
 bool leavesBytes(const RecordHeader& header, const PlaneResults& results) {
     for (std::size_t k = 0; k < results.size(); ++k)
@@ -141,7 +149,8 @@ const ClipPadding& FrameCheck::padding() {
         std::vector<PlanePadding> paddings;
         for (const std::uint32_t frame : framesToLearnFrom(m_file.table().size())) {
             const auto header = m_file.header(frame);
-            const auto coded = header ? m_file.planes(*header) : std::nullopt;
+            if (!header || !canHoldItsSamples(*header)) continue;
+            const auto coded = m_file.planes(*header);
             if (!coded) continue;
             const PlaneResults results = checkPlanes(coded->planes().first<plane::kCount>(), header->size());
             std::ranges::copy(planePaddings(*header, results), std::back_inserter(paddings));

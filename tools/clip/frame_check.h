@@ -19,6 +19,12 @@
 /// The results of decoding a frame's planes.
 using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
 
+/// Every sample takes a bit or more. A plane with fewer is damaged. Decoding it would go on in zeros for as
+/// many samples as the header states.
+[[nodiscard]] constexpr bool canHoldSamples(std::uint64_t bytes, std::uint64_t samples) {
+    return bytes * 8 >= samples;
+}
+
 /// Decodes the four planes of a frame, one after another, and stores no sample.
 [[nodiscard]] PlaneResults checkPlanes(std::span<const kinedec::PlaneStream, krwfile::plane::kCount> planes,
                                        FrameSize size);
@@ -27,7 +33,8 @@ using PlaneResults = std::array<kinedec::PlaneResult, krwfile::plane::kCount>;
 [[nodiscard]] std::vector<PlanePadding> planePaddings(const RecordHeader& header,
                                                       const PlaneResults& results);
 
-/// Indices of the frames that a clip's padding is learned from: up to 16, spread over the clip.
+/// Indices of the frames that a clip's padding is learned from: up to 16, spread over the clip. Those of them
+/// teach nothing that have a plane which cannot hold its samples.
 [[nodiscard]] std::vector<std::uint32_t> framesToLearnFrom(std::size_t frames);
 
 /// The faults of a frame's planes in words: plane, row of the picture and byte, or the number of bytes behind

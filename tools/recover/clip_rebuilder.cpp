@@ -54,13 +54,14 @@ std::vector<std::uint8_t> makeHeader(ByteView header, std::uint32_t danrawOffset
 class Rebuilder {
   public:
     Rebuilder(const Source& source, OutputFile& file, const std::function<void(std::uint64_t)>& progress)
-        : m_source(source), m_file(file), m_progress(progress), m_buffer(kStep) {}
+        : m_source(source), m_file(file), m_progress(progress) {}
 
     void write(std::span<const std::uint8_t> bytes) {
         m_file.write(bytes);
         m_end += bytes.size();
     }
     void copy(std::int64_t from, std::uint64_t size) {
+        m_buffer.resize(std::max<std::size_t>(m_buffer.size(), std::min<std::uint64_t>(size, kStep)));
         while (size > 0) {
             interrupt::check();
             const std::span step = std::span(m_buffer).first(std::min<std::uint64_t>(size, kStep));

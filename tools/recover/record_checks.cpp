@@ -1,5 +1,6 @@
 #include "tools/recover/record_checks.h"
 
+#include "tools/clip/frame_check.h"
 #include "tools/clip/plane_padding.h"
 
 #include <algorithm>
@@ -38,8 +39,8 @@ ByteRange headerRange(const FoundRecord& record) {
 
 } // namespace
 
-bool canHoldSamples(const PlanePlace& place) {
-    return std::uint64_t{place.bytes} * 8 >= static_cast<std::uint64_t>(place.parameters.count);
+bool canHoldItsSamples(const PlanePlace& place) {
+    return canHoldSamples(place.bytes, static_cast<std::uint64_t>(place.parameters.count));
 }
 
 std::vector<PlanePlace> planePlaces(const Source& source, const FoundRecord& record, ByteView header) {
@@ -89,7 +90,7 @@ void RecordChecks::begin(Pending& pending, std::uint32_t danrawOffset) {
         pending.record.state = RecordState::cutShort;
     } else if (std::ranges::any_of(places, isClaimed)) {
         pending.record.state = RecordState::claimed;
-    } else if (!std::ranges::all_of(places, canHoldSamples) ||
+    } else if (!std::ranges::all_of(places, canHoldItsSamples) ||
                m_bytesChecked > kMostPasses * m_source.size()) {
         pending.record.state = RecordState::damaged;
     } else {

@@ -6,8 +6,10 @@
 #include "tools/recover/found_record.h"
 #include "tools/recover/plane_checks.h"
 #include "tools/recover/record_scan.h"
+#include "tools/recover/signature_search.h"
 #include "tools/recover/source.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <deque>
@@ -21,8 +23,9 @@ inline constexpr std::size_t kMostRecords = 500'000;
 class RecordChecks final {
   public:
     RecordChecks(const Source& source, unsigned jobs) : m_source(source), m_planes(source, jobs) {
-        // Reserved memory that is not touched costs nothing. A growing vector would take twice as much.
-        m_records.reserve(kMostRecords);
+        // Reserved memory that is not touched costs nothing. A growing vector would take twice as much. Each
+        // record has a signature of its own.
+        m_records.reserve(std::min<std::uint64_t>(kMostRecords, source.size() / kSignatureSize));
     }
 
     /// Waits until there is room for the record. Throws std::runtime_error for more than kMostRecords, and
@@ -77,4 +80,4 @@ class RecordChecks final {
 
 /// False for a plane with fewer bits than samples. Every sample takes a bit or more, so such a plane is
 /// damaged. Decoding it would only read zeros behind its data.
-[[nodiscard]] bool canHoldSamples(const PlanePlace& place);
+[[nodiscard]] bool canHoldItsSamples(const PlanePlace& place);

@@ -47,7 +47,8 @@ class Window {
   public:
     Window(const Source& source, ByteRange range)
         : m_source(source), m_range(range),
-          m_bytes(kLookBack + kLookAhead + danraw::kSignatureOffset + kChunk) {
+          m_bytes(std::min<std::uint64_t>(kLookBack + kLookAhead + danraw::kSignatureOffset + kChunk,
+                                          range.end - range.begin)) {
         m_place = range.begin;
     }
 

@@ -25,7 +25,7 @@ std::optional<CheckedPlanes> checkRecord(const Source& source, const FoundRecord
     source.read(static_cast<std::int64_t>(record.danraw), checked.header.bytes);
     checked.header.recordStart = static_cast<std::uint64_t>(std::max<std::int64_t>(record.start(), 0));
     const std::vector<PlanePlace> places = planePlaces(source, record, checked.header.view());
-    if (places.size() < plane::kCount || !std::ranges::all_of(places, canHoldSamples)) return std::nullopt;
+    if (places.size() < plane::kCount || !std::ranges::all_of(places, canHoldItsSamples)) return std::nullopt;
     std::array<std::vector<std::uint8_t>, plane::kCount> bytes;
     std::array<kinedec::PlaneStream, plane::kCount> streams;
     for (std::size_t k = 0; k < plane::kCount; ++k) {
