@@ -1,6 +1,7 @@
 // Whole clips: the input is a .krw file, and a host does with it what hosts do. Which frames it reads in what
 // order, what it applies in between and which of the host's functions fails it once comes from bytes 2 to 7
 // of the file, which no reader looks at.
+#include "fuzz/choices.h"
 #include "fuzz/fuzz_support.h"
 #include "fuzz/memory_files.h"
 #include "host/info_records.h"
@@ -16,7 +17,6 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <random>
 
 namespace {
 
@@ -24,24 +24,6 @@ namespace {
 // the decoder's stretches.
 constexpr std::uint32_t kMostReads = 2;
 constexpr std::uint32_t kLargestPicture = 4096; // bytes
-
-constexpr std::size_t kChoiceOffset = 2;
-constexpr std::size_t kChoiceSize = 6;
-
-class Choices {
-  public:
-    explicit Choices(std::span<const std::uint8_t> clip) {
-        FuzzInput input(clip.subspan(std::min(clip.size(), kChoiceOffset)));
-        const auto bytes = input.take(kChoiceSize);
-        std::seed_seq seed(bytes.begin(), bytes.end());
-        m_random.seed(seed);
-    }
-    /// 0 to limit - 1.
-    std::uint32_t below(std::uint32_t limit) { return static_cast<std::uint32_t>(m_random() % limit); }
-
-  private:
-    std::minstd_rand m_random;
-};
 
 struct Destroy {
     void operator()(CAMediaFile* file) const { xMediaFile(file, CAMediaFile::MFX_DESTROY, nullptr); }

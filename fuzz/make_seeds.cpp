@@ -100,6 +100,12 @@ std::vector<ClipSeed> clipSeeds() {
                  c.setDanraw(frame, danraw::kHeight, 32766U);
              }
          }},
+        {"padded-frame-beside-a-huge-one", clip(2, 16, 8, false, 255),
+         [](TestClip& c) {
+             c.setPlane(0, 0, plane::kDataSize, static_cast<std::uint32_t>(c.planeData(0, 0).size()) + 8);
+             c.setDanraw(1, danraw::kWidth, 65534U);
+             c.setDanraw(1, danraw::kHeight, 32766U);
+         }},
         {"big-endian", clip(2, 8, 4), [](TestClip& c) { c.set(0, std::uint16_t{0x4D4D}); }},
         {"compression-7", clip(2, 8, 4), [](TestClip& c) { c.setTag(krwfile::kTagCompression, 7); }},
         {"without-private-data", clip(2, 8, 4),
@@ -126,23 +132,24 @@ void writeSources(const std::filesystem::path& folder) {
     const auto append = [](TestClip& source, const Bytes& bytes) {
         source.bytes.insert(source.bytes.end(), bytes.begin(), bytes.end());
     };
-    write(folder, "clip", clip(3, 8, 4, true).bytes);
-    TestClip torn = clip(4, 8, 4);
+    write(folder, "clip", clip(2, 8, 4, true).bytes);
+    TestClip torn = clip(3, 8, 4);
     torn.setDanraw(1, danraw::kSignatureOffset, 0U);
     torn.cut(torn.bytes.size() - 9);
     write(folder, "torn-and-cut", torn.bytes);
     TestClip headless = clip(2, 8, 4);
     headless.bytes.erase(headless.bytes.begin(), headless.bytes.begin() + 30);
     write(folder, "no-file-header", headless.bytes);
-    TestClip joined = clip(2, 8, 4);
-    append(joined, clip(2, 16, 4).bytes);
+    TestClip joined = clip(1, 8, 4);
+    append(joined, clip(1, 16, 4).bytes);
     write(folder, "two-clips", joined.bytes);
     ClipDescription description;
     description.danrawOffset = 640;
     description.planePadding = 16;
+    description.storedTable = false;
     TestClip image;
-    image.bytes.resize(1024, 0xF6);
-    append(image, makeClip(description, randomMosaics(2, 16, 8)).bytes);
+    image.bytes.resize(64, 0xF6);
+    append(image, makeClip(description, randomMosaics(2, 8, 4)).bytes);
     write(folder, "padded-in-an-image", image.bytes);
 }
 

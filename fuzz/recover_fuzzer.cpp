@@ -1,8 +1,9 @@
 // Recovery from bytes of any origin. Every clip that comes out opens, and all its frames are whole.
 #include "fuzz/fuzz_support.h"
+#include "fuzz/memory_files.h"
+#include "fuzz/memory_recovery.h"
 #include "host/files.h"
 #include "plugin/cmfkrw.h"
-#include "tests/support/temp_dir.h"
 #include "tools/clip/frame_check.h"
 #include "tools/recover/clip_rebuilder.h"
 #include "tools/recover/findings.h"
@@ -10,31 +11,11 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <sys/mman.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 constexpr std::uint32_t kVideoChannel = 1;
-
-/// A file in memory. The recovery reads files itself, not through the host.
-class SourceFile {
-  public:
-    SourceFile() : m_descriptor(::memfd_create("source", MFD_CLOEXEC)) {
-        require(m_descriptor >= 0, "a file in memory can be had");
-    }
-
-    void assign(std::span<const std::uint8_t> bytes) const {
-        require(::ftruncate(m_descriptor, 0) == 0, "a file in memory can be emptied");
-        const ssize_t written = ::pwrite(m_descriptor, bytes.data(), bytes.size(), 0);
-        require(written == static_cast<ssize_t>(bytes.size()), "a file in memory can be written");
-    }
-    [[nodiscard]] std::string path() const { return "/proc/self/fd/" + std::to_string(m_descriptor); }
-
-  private:
-    int m_descriptor; // stays open for the life of the process
-};
 
 void requireWhole(const std::string& path, std::size_t frames) {
     CMFKrw reader(0);
@@ -61,24 +42,25 @@ void requireWhole(const std::string& path, std::size_t frames) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     beQuiet();
-    static const SourceFile file;
-    static const TempDir directory;
+    static MemoryFile file("source");
+    static MemoryFile rebuilt("rebuilt.krw");
     file.assign({data, size});
     const Source source({file.path()});
     const auto ignore = [](std::uint64_t) {};
     const Findings findings = findClips(source, 1, ignore);
-    const std::string path = directory.path("out.krw");
     for (const ClipFindings& clip : findings.clips)
         for (const bool keepDamaged : {true, false}) {
             const auto records = recordsToWrite(source, findings, clip, keepDamaged);
             if (records.empty()) continue;
             try {
-                rebuildClip(source, findings, clip, records, path, {Existing::replace}, ignore);
+                rebuildClip(source, findings, clip, records, rebuilt.path(), {Existing::replace}, ignore);
             } catch (const std::runtime_error& error) {
                 require(std::string_view(error.what()).ends_with("no room for a file header"), error.what());
                 continue;
             }
-            if (!keepDamaged) requireWhole(path, records.size());
+            if (keepDamaged) continue;
+            rebuilt.assign(writtenByRecovery());
+            requireWhole(rebuilt.path(), records.size());
         }
     (void)takeLog();
     return 0;

@@ -135,9 +135,11 @@ bool KrwInput::read_image(int subimage, int miplevel, int chbegin, int chend, OI
     const auto isUsual = [](OIIO::stride_t stride, std::size_t usual) {
         return stride == OIIO::AutoStride || stride == static_cast<OIIO::stride_t>(usual);
     };
-    const bool asItIs = (format == wanted.format || format == OIIO::TypeDesc::UNKNOWN) && chbegin == 0 &&
-                        (chend < 0 || chend >= wanted.nchannels) && isUsual(xstride, wanted.pixel_bytes()) &&
-                        isUsual(ystride, wanted.scanline_bytes());
+    // What is not there has no size, and reading its rows says why.
+    const bool asItIs = wanted.undefined() ||
+                        ((format == wanted.format || format == OIIO::TypeDesc::UNKNOWN) && chbegin == 0 &&
+                         (chend < 0 || chend >= wanted.nchannels) && isUsual(xstride, wanted.pixel_bytes()) &&
+                         isUsual(ystride, wanted.scanline_bytes()));
     if (!asItIs)
         return ImageInput::read_image(subimage, miplevel, chbegin, chend, format, data, xstride, ystride,
                                       zstride, progress, progressData);

@@ -20,7 +20,7 @@ struct ShownRow {
 };
 
 /// Converts light to picture values, and stores them in every step-th column from `first` on.
-void show(const std::vector<float>& light, const std::vector<std::uint16_t>& curve,
+void show(const std::vector<float>& light, std::span<const std::uint16_t> curve,
           std::vector<std::uint16_t>& shown, std::size_t first, std::size_t step) {
     constexpr std::size_t kChunk = 256;
     constexpr auto kWhite = static_cast<std::int32_t>(kWhite16);
@@ -39,7 +39,7 @@ void show(const std::vector<float>& light, const std::vector<std::uint16_t>& cur
     }
 }
 
-void show(const LightRow& light, const std::vector<std::uint16_t>& curve, ShownRow& shown, std::size_t first,
+void show(const LightRow& light, std::span<const std::uint16_t> curve, ShownRow& shown, std::size_t first,
           std::size_t step) {
     show(light.red, curve, shown.red, first, step);
     show(light.green, curve, shown.green, first, step);

@@ -59,7 +59,7 @@ class Developer final {
   private:
     LightScale m_scale;
     DisplayCurve m_displayCurve = DisplayCurve::gamma;
-    std::vector<std::uint16_t> m_curve; // picture value by light
+    std::span<const std::uint16_t> m_curve; // picture value by light
 };
 
 /// Width and height in pixels.

@@ -1,6 +1,23 @@
 #include "tools/picture/display_curve.h"
 
 #include <cmath>
+#include <vector>
+
+namespace {
+
+template <DisplayCurve kCurve>
+std::span<const std::uint16_t> tableOf() {
+    static const std::vector<std::uint16_t> table = [] {
+        std::vector<std::uint16_t> values(std::size_t{kWhite16} + 1);
+        for (std::size_t light = 0; light < values.size(); ++light)
+            values[light] = static_cast<std::uint16_t>(
+                std::lround(kWhite16 * onDisplay(static_cast<double>(light) / kWhite16, kCurve)));
+        return values;
+    }();
+    return table;
+}
+
+} // namespace
 
 const ChoiceWords<DisplayCurve>& displayCurves() {
     static const ChoiceWords<DisplayCurve> curves{{"gamma", DisplayCurve::gamma},
@@ -26,10 +43,16 @@ double onDisplay(double light, DisplayCurve curve) {
     return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
 }
 
-std::vector<std::uint16_t> curveTable(DisplayCurve curve) {
-    std::vector<std::uint16_t> table(std::size_t{kWhite16} + 1);
-    for (std::size_t light = 0; light < table.size(); ++light)
-        table[light] = static_cast<std::uint16_t>(
-            std::lround(kWhite16 * onDisplay(static_cast<double>(light) / kWhite16, curve)));
-    return table;
+std::span<const std::uint16_t> curveTable(DisplayCurve curve) {
+    switch (curve) {
+    case DisplayCurve::linear:
+        return tableOf<DisplayCurve::linear>();
+    case DisplayCurve::log:
+        return tableOf<DisplayCurve::log>();
+    case DisplayCurve::rec709:
+        return tableOf<DisplayCurve::rec709>();
+    case DisplayCurve::gamma:
+        break;
+    }
+    return tableOf<DisplayCurve::gamma>();
 }

@@ -4,7 +4,7 @@
 #include "tools/picture/choice_words.h"
 
 #include <cstdint>
-#include <vector>
+#include <span>
 
 enum class DisplayCurve {
     gamma,  // the transfer function of IEC 61966-2-1 (sRGB)
@@ -22,5 +22,6 @@ enum class DisplayCurve {
 /// White in light and picture values of 16 bits.
 inline constexpr std::uint32_t kWhite16 = 65535;
 
-/// The picture value for each light value from 0 to kWhite16.
-[[nodiscard]] std::vector<std::uint16_t> curveTable(DisplayCurve curve);
+/// The picture value for each light value from 0 to kWhite16. Made at the first call, for the life of the
+/// process.
+[[nodiscard]] std::span<const std::uint16_t> curveTable(DisplayCurve curve);
