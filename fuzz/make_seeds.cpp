@@ -106,6 +106,14 @@ std::vector<ClipSeed> clipSeeds() {
              c.setDanraw(1, danraw::kWidth, 65534U);
              c.setDanraw(1, danraw::kHeight, 32766U);
          }},
+        {"padded-frame-beside-huge-planes", clip(2, 16, 8, false, 255),
+         [](TestClip& c) {
+             c.setPlane(0, 0, plane::kDataSize, static_cast<std::uint32_t>(c.planeData(0, 0).size()) + 8);
+             c.setDanraw(1, danraw::kWidth, 65534U);
+             c.setDanraw(1, danraw::kHeight, 32766U);
+             for (std::size_t k = 0; k < plane::kCount; ++k)
+                 c.setPlane(1, k, plane::kDataSize, 0x10000000U);
+         }},
         {"big-endian", clip(2, 8, 4), [](TestClip& c) { c.set(0, std::uint16_t{0x4D4D}); }},
         {"compression-7", clip(2, 8, 4), [](TestClip& c) { c.setTag(krwfile::kTagCompression, 7); }},
         {"without-private-data", clip(2, 8, 4),

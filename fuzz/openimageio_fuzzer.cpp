@@ -83,6 +83,7 @@ class Caller {
                     (m_choices.below(16) == 0 ? 1 : 0),
                 subimages);
         require(m_input.close(), "a clip closes");
+        m_rowBytes = 0; // a row can be longer than any block
         require(!readRows(0, 0, 1, kFillings[0]), "a clip that is closed has no rows");
     }
 

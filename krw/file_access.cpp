@@ -2,6 +2,12 @@
 
 #include "host/files.h"
 
+std::uint64_t fileSize(std::int64_t handle) {
+    std::uint32_t high = 0;
+    const std::uint32_t low = pvOSGetFileSize(handle, &high);
+    return std::uint64_t{high} << 32 | low;
+}
+
 FileRead readFully(std::int64_t handle, std::span<std::uint8_t> buffer) {
     const auto length = static_cast<std::uint32_t>(buffer.size());
     std::uint32_t bytesRead = 0;

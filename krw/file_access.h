@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <span>
 
+/// Size of an open file in bytes; 0 for a handle that has none.
+[[nodiscard]] std::uint64_t fileSize(std::int64_t handle);
+
 enum class FileRead { complete, seekFailed, readFailed, cutShort };
 
 /// Fills `buffer`, less than 4 GiB, from the file position of an open handle. The result is `cutShort` when

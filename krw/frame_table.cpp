@@ -24,12 +24,6 @@ constexpr std::int32_t kGrowth = 4096;
 // The largest capacity that a signed 32-bit entry count reaches in such steps.
 constexpr std::int32_t kLastCapacity = 0x7FFFF000;
 
-std::uint64_t fileSize(std::int64_t handle) {
-    std::uint32_t high = 0;
-    const std::uint32_t low = pvOSGetFileSize(handle, &high);
-    return std::uint64_t{high} << 32 | low;
-}
-
 struct StoredTable {
     std::uint64_t offset;
     std::int32_t frameCount;

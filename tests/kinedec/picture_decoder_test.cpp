@@ -107,6 +107,17 @@ TEST(PictureDecoder, AgreesWithThePlaneDecoderOnAnyStream) {
     EXPECT_THAT(outcomes, testing::Each(testing::Gt(40)));
 }
 
+// No index of the look-up begins with such a code, in no plane of a picture's only column.
+TEST(PictureDecoder, FindsLongCodesInAllPlanesAtOnce) {
+    const Plane plane{CodeTable{{12, 1}, {0, 1}}, std::vector<std::uint8_t>(16), 0};
+    std::vector<std::uint16_t> picture;
+    std::vector<std::uint16_t> expected;
+    const std::optional<PlaneBits> bits = decode({plane, plane, plane, plane}, 2, 2, picture);
+    ASSERT_TRUE(bits);
+    EXPECT_EQ(bits, decodeByPlanes({plane, plane, plane, plane}, 2, 2, expected));
+    EXPECT_EQ(picture, expected);
+}
+
 TEST(PictureDecoder, DeclinesTablesOutsideItsContract) {
     const Plane legal{CodeTable{{1, 2, 3}, {0b0, 0b10, 0b110}}, {}, 0};
     const Plane spoilt[] = {

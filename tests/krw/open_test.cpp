@@ -104,7 +104,7 @@ TEST(Open, FieldsOfTheHeaderBecomeItems) {
     for (const auto& [field, value, item, text] : decimals)
         clip.setDanraw(0, field, value);
     clip.setText(0, danraw::kNote1, std::string(28, 'x'));
-    clip.setText(0, danraw::kNote2, "");
+    clip.setText(0, danraw::kNote2, "second part, ");
     clip.setText(0, danraw::kNote3, "third part++");
 
     const LogCapture log;
@@ -117,7 +117,7 @@ TEST(Open, FieldsOfTheHeaderBecomeItems) {
         EXPECT_STREQ(info[InfoText{item}], text.c_str()) << "item " << item;
     for (const InfoText edited : {InfoText::scene, InfoText::take})
         EXPECT_GE(malloc_usable_size(info[edited]), 64U) << "a host may write a longer text in its place";
-    EXPECT_EQ(info[InfoText::text68], std::string(28, 'x') + "third part++");
+    EXPECT_EQ(info[InfoText::text68], std::string(28, 'x') + "second part, third part++");
     for (const InfoText unset : {InfoText::reel, InfoText::deviceMetadata})
         EXPECT_EQ(info[unset], nullptr);
     for (const auto& [item, value] : numbers)
@@ -233,6 +233,14 @@ TEST(Open, WhiteLevel) {
         std::memcpy(&params, open.reader.m_info[InfoText::rawParams], sizeof params);
         EXPECT_EQ(params.whiteLevel, row.block);
     }
+}
+
+TEST(Open, BlackLevelWithoutItsTag) {
+    TestClip clip = makeClip(2);
+    clip.renameTag(50714, 60000);
+    const OpenClip open(clip);
+    ASSERT_EQ(open.result, 0U);
+    EXPECT_EQ(open.reader.m_info[InfoNumber::rawBlackCodeValue], 0U);
 }
 
 TEST(Open, AnnouncesTheFileUnlessConfiguredNotTo) {

@@ -215,6 +215,32 @@ TEST(ReadDamaged, ClipsCutShortYieldEveryWholeFrame) {
     }
 }
 
+TEST(ReadDamaged, BitsBehindAPlaneAreZero) {
+    TestClip clip = makeClip(8, kWidth, kHeight);
+    const auto readAll = [&clip] {
+        std::vector<std::vector<std::uint16_t>> pictures;
+        OpenClip open(clip);
+        for (std::uint32_t frame = 0; frame < 8; ++frame) {
+            FrameRequest request(kSamples);
+            EXPECT_EQ(request.read(open.reader, frame), 0U);
+            pictures.push_back(request.picture);
+        }
+        return pictures;
+    };
+    const auto forEachPlane = [&clip](const std::function<void(std::size_t, std::size_t)>& work) {
+        for (std::size_t frame = 0; frame < 8; ++frame)
+            for (std::size_t k = 0; k < plane::kCount; ++k)
+                work(frame, k);
+    };
+    forEachPlane([&](std::size_t frame, std::size_t k) { clip.planeData(frame, k).back() = 0; });
+    const auto pictures = readAll();
+    forEachPlane([&](std::size_t frame, std::size_t k) {
+        const std::size_t size = clip.planeData(frame, k).size();
+        clip.setPlane(frame, k, plane::kDataSize, static_cast<std::uint32_t>(size - 1));
+    });
+    EXPECT_EQ(readAll(), pictures);
+}
+
 TEST(ReadDamaged, NothingIsReadThroughALeftoverStreamRecord) {
     const TempDir directory;
     const std::string first = directory.write("first.krw", makeClip(5, kWidth, kHeight).bytes);
@@ -226,7 +252,9 @@ TEST(ReadDamaged, NothingIsReadThroughALeftoverStreamRecord) {
     ASSERT_EQ(openForReading(reader, first), 0U);
     ASSERT_EQ(openForReading(reader, second), status::kBadRecord);
     FrameRequest request(kSamples);
+    const auto logged = log.lines();
     EXPECT_EQ(request.read(reader, 4), status::kNoFile) << "the table has two entries now";
+    EXPECT_EQ(log.lines(), logged) << "nothing behind the table is taken for a place in the file";
     EXPECT_EQ(reader.Close(), 0U);
     EXPECT_EQ(request.read(reader, 0), status::kNoFile);
 }

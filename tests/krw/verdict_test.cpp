@@ -102,6 +102,8 @@ std::vector<Verdict> verdicts() {
         {"stored table of one frame",
          [](Clip& c) { c.setTrailer(krwfile::trailer::kFrameCount, std::uint32_t{1}); }, 0, "",
          status::kNoFile, ""},
+        {"stored table of two frames",
+         [](Clip& c) { c.setTrailer(krwfile::trailer::kFrameCount, std::uint32_t{2}); }, 0, "", 0, ""},
         {"no trailer", [](Clip& c) { c.setTrailer(krwfile::trailer::kMagicOffset, std::uint32_t{0}); }, 0, "",
          0, ""},
         {"signature", [](Clip& c) { c.setDanraw(0, danraw::kSignatureOffset, std::uint32_t{0}); },

@@ -92,6 +92,12 @@ Mosaic flatMosaic(std::uint32_t width, std::uint32_t height, const std::array<st
     return mosaic;
 }
 
+// Near black the published curves are straight lines.
+TEST(DisplayCurve, IsALineInTheDark) {
+    EXPECT_NEAR(onDisplay(0.002, DisplayCurve::gamma), 0.02584, 1e-9);
+    EXPECT_NEAR(onDisplay(0.01, DisplayCurve::rec709), 0.045, 1e-9);
+}
+
 TEST(Developer, AppliesLevelsGainsAndCurveAtEverySize) {
     // Light of 1/2, 1/4 and 1/8 after gains; then clipped highlights and samples below black.
     const Levels levels{100, 1100};

@@ -1,11 +1,14 @@
 // DNG files of every kind of mosaic, decoded by LibRaw, dcraw and FFmpeg.
 #include "tests/support/clip_builder.h"
 #include "tests/tools/krw_tool.h"
+#include "tools/export/lossless_jpeg.h"
 #include "tools/export/output_file.h"
 #include "tools/export/pgm.h"
 #include "tools/export/tiff_files.h"
 #include "tools/synth/scene.h"
 
+#include <algorithm>
+#include <array>
 #include <fmt/format.h>
 #include <functional>
 #include <gtest/gtest.h>
@@ -113,6 +116,22 @@ INSTANTIATE_TEST_SUITE_P(
         MosaicCase{"OneCell", [] { return randomMosaic(2, 2, 3); }, true},
         MosaicCase{"OneColumnOfCells", [] { return randomMosaic(2, 64, 4); }, true}),
     [](const auto& row) { return row.param.name; });
+
+// T.81 forbids the code of all ones. Decoders that take it for a marker's fill bits go wrong.
+TEST(LosslessJpeg, HasNoCodeOfAllOnes) {
+    const Mosaic mosaic = randomMosaic(64, 32, 5);
+    const auto jpeg = encodeLosslessJpeg({64, 32, mosaic.samples}, {64, 32, 1, 1});
+    ASSERT_TRUE(jpeg);
+    constexpr std::array<std::uint8_t, 2> kTable{0xFF, 0xC4};
+    const auto stream = jpeg->streams.at(0);
+    const auto table = std::search(stream.begin(), stream.end(), kTable.begin(), kTable.end());
+    ASSERT_GT(stream.end() - table, 21);
+    constexpr unsigned kLongest = 16;
+    std::uint32_t taken = 0; // of all codes of 16 bits
+    for (unsigned length = 1; length <= kLongest; ++length)
+        taken += std::uint32_t{table[4 + length]} << (kLongest - length);
+    EXPECT_LT(taken, 1U << kLongest);
+}
 
 TEST(LosslessJpeg, TakesNoMoreThanTheClipsOwnPlanes) {
     for (const double noise : {kCleanNoise, kNoisyNoise}) {

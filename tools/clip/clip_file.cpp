@@ -57,6 +57,13 @@ std::optional<RecordHeader> ClipFile::header(std::uint32_t frame) {
 }
 
 std::optional<CodedFrame> ClipFile::planes(const RecordHeader& header) {
+    // A header can state any size. Memory is taken for bytes that are there.
+    const std::uint64_t fileEnd = fileSize(m_handle);
+    for (std::size_t k = 0; k < krwfile::plane::kCount; ++k) {
+        const PlaneDescriptor plane = header.plane(k);
+        if (!plane.fits(header.size().pixels(), header.recordStart)) return std::nullopt;
+        if (header.recordStart + plane.dataOffset + plane.dataSize > fileEnd) return std::nullopt;
+    }
     CodedFrame coded(header.view(), header.size().pixels(), header.recordStart);
     if (!coded.allocate() || coded.read(m_handle).message != nullptr) return std::nullopt;
     return coded;
