@@ -116,6 +116,9 @@ void describe(CAMediaFile& reader) {
     for (const char* text : info.texts)
         length += text == nullptr ? 0 : std::strlen(text);
     require(length < (std::size_t{1} << 30), "texts end");
+    const QMXINFO& described = info;
+    require(described[InfoNumber::tcFlags] == info[InfoNumber::tcFlags],
+            "numbers are read as they are written");
     qmxInfoDelete(&info);
 }
 
@@ -166,6 +169,21 @@ void readFrames(CAMediaFile& reader, Choices& choices, bool faulty) {
     }
 }
 
+} // namespace
+
+// A host with secondary files, which the stand-in host has not: the first one has a path, the last one a path
+// that no record holds, those between have none.
+std::uint32_t CAMediaFile::m_totalSecondaryFiles() const {
+    return 4;
+}
+const char* CAMediaFile::m_getSecondaryFile(std::uint32_t index) const {
+    static const std::string tooLong(sizeof DFRAME::fileName, 'x');
+    if (index == 0) return "second.wav";
+    return index == 3 ? tooLong.c_str() : nullptr;
+}
+
+namespace {
+
 /// What may differ after a host has changed something: a frame, and the kinds of reads without a picture.
 void readAgain(CAMediaFile& reader, Choices& choices, bool faulty) {
     readFrame(reader, choices.below(reader.Length() + 1), faulty);
@@ -175,8 +193,9 @@ void readAgain(CAMediaFile& reader, Choices& choices, bool faulty) {
     require(reader.Read(0, 1, 1, 2, &dframe, nullptr) == status::kOk, "other kinds are passed over");
     reader.Read(choices.below(4), 1, channel, request::kAudio | request::kFileReference, &dframe, nullptr);
     reader.Read(choices.below(4), 1, channel, request::kAudio, nullptr, nullptr);
-    reader.Read(choices.below(4), 1, channel, request::kSecondaryFile | request::kFileReference, &dframe,
-                nullptr);
+    const std::uint32_t referred = reader.Read(
+        choices.below(4), 1, channel, request::kSecondaryFile | request::kFileReference, &dframe, nullptr);
+    require((referred == status::kOk) == (channel == 1), "the secondary file that has a path is referred to");
 }
 
 /// Hands the reader its own descriptions back, some of them changed.

@@ -3,6 +3,7 @@
 #include "fuzz/coded_plane_input.h"
 #include "fuzz/fuzz_support.h"
 #include "kinedec/kinedec.h"
+#include "kinedec/magnitude.h"
 #include "kinedec/plane_decoder.h"
 #include "tests/support/reference_decoder.h"
 
@@ -113,6 +114,14 @@ void decodeLegal(const PlaneInput& plane, std::span<const std::uint8_t> bytes) {
     });
 }
 
+/// What an encoder writes of a difference, a decoder reads.
+void extendWhatWasCoded(std::int16_t difference) {
+    const unsigned category = kinedec::magnitudeCategory(difference);
+    const std::uint32_t bits = kinedec::magnitudeBits(difference, category);
+    require(kinedec::extendMagnitude(bits, category) == difference,
+            "magnitude bits lead back to the difference");
+}
+
 void decodeIllegal(const PlaneInput& plane) {
     static KineDec decoder;
     const std::uint16_t* const lengths = plane.table.lengths.data();
@@ -136,6 +145,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     beQuiet();
     FuzzInput input({data, size});
     const PlaneInput plane(input);
+    extendWhatWasCoded(static_cast<std::int16_t>(plane.rowLength));
     if (!plane.isLegal())
         decodeIllegal(plane);
     else if (plane.isSmall())

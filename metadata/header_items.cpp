@@ -22,10 +22,10 @@ struct HeaderItem {
     InfoNumber number = InfoNumber::item210;
 };
 
-constexpr HeaderItem textItem(InfoText item, danraw::TextField field) {
+consteval HeaderItem textItem(InfoText item, danraw::TextField field) {
     return {ItemKind::text, field.offset, field.size, item};
 }
-constexpr HeaderItem decimalItem(InfoText item, std::size_t offset, std::size_t textSize) {
+consteval HeaderItem decimalItem(InfoText item, std::size_t offset, std::size_t textSize) {
     return {ItemKind::decimal, offset, textSize, item};
 }
 
