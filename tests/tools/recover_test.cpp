@@ -318,6 +318,15 @@ TEST_F(Recover, FindsOneFrameAndNone) {
         EXPECT_FALSE(find({nothing}).isComplete());
 }
 
+// A source is searched in pieces of a megabyte. In front of the clip is what moves its records over their
+// borders.
+TEST_F(Recover, FindsHeadersThatLieAcrossTwoPieces) {
+    constexpr std::size_t kMany = 700;
+    const Bytes clip = makeClip(kMany, 8, 4).bytes;
+    for (const std::size_t place : {1U, 500U, 1000U, 1500U, 2000U, 2500U, 3000U, 3500U, 4000U, 4500U, 5000U})
+        EXPECT_EQ(find({Bytes(place, 0xF6) + clip}).records.size(), kMany) << place;
+}
+
 TEST_F(Recover, ReachesBeyondFourGibibytes) {
     ClipDescription description;
     description.storedTable = false;
