@@ -56,40 +56,8 @@ bool grow(Table& table, std::int32_t& capacity) {
     return true;
 }
 
-} // namespace
-
-std::uint64_t* krw2_get_frame_table(std::int64_t handle, std::int32_t* frameCount,
-                                    std::int32_t danrawOffset) {
-    const std::uint64_t size = fileSize(handle);
-    if (frameCount == nullptr || size < krwfile::trailer::kSize) return nullptr;
-    *frameCount = 0;
-
-    const std::uint64_t trailerStart = (size - 1) & ~std::uint64_t{krwfile::trailer::kBlock - 1};
-    std::array<std::uint8_t, krwfile::trailer::kSize> bytes{};
-    const ByteView trailer{bytes};
-    bool hasTrailer = false;
-    if (size - trailerStart >= krwfile::trailer::kSize) {
-        if (readFullyAt(handle, trailerStart, bytes) != FileRead::complete) return nullptr;
-        hasTrailer = trailer.u32(krwfile::trailer::kMagicOffset) == krwfile::trailer::kMagic;
-    }
-    if (!hasTrailer) {
-        std::printf("rebuild frame table.\n");
-        return krw2_rebuild_frame_table(handle, frameCount, danrawOffset);
-    }
-
-    const std::optional<StoredTable> stored = locateStoredTable(trailer, size);
-    if (!stored) return nullptr;
-    Table table(static_cast<std::uint64_t*>(std::malloc(stored->bytes)));
-    if (table == nullptr) return nullptr;
-    // The machine is little-endian, as the file is: the offsets are used as they are read.
-    const std::span tableBytes(reinterpret_cast<std::uint8_t*>(table.get()), stored->bytes);
-    if (readFullyAt(handle, stored->offset, tableBytes) != FileRead::complete) return nullptr;
-    *frameCount = stored->frameCount;
-    return table.release();
-}
-
-std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frameCount,
-                                        std::int32_t danrawOffset) {
+std::uint64_t* scan(std::int64_t handle, std::int32_t* frameCount, std::int32_t danrawOffset,
+                    const RecordTaker& take) {
     if (frameCount == nullptr) return nullptr;
     *frameCount = 0;
 
@@ -113,6 +81,7 @@ std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frame
         }
         table.get()[*frameCount] = position;
         ++*frameCount;
+        if (take) take(position, header);
 
         const std::uint32_t recordLength = header.u32(krwfile::danraw::kRecordLength);
         if (recordLength == 0 || position + recordLength < position) break;
@@ -120,4 +89,46 @@ std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frame
     }
     if (*frameCount <= 1) return nullptr;
     return table.release();
+}
+
+} // namespace
+
+std::uint64_t* loadFrameTable(std::int64_t handle, std::int32_t* frameCount, std::int32_t danrawOffset,
+                              const RecordTaker& take) {
+    const std::uint64_t size = fileSize(handle);
+    if (frameCount == nullptr || size < krwfile::trailer::kSize) return nullptr;
+    *frameCount = 0;
+
+    const std::uint64_t trailerStart = (size - 1) & ~std::uint64_t{krwfile::trailer::kBlock - 1};
+    std::array<std::uint8_t, krwfile::trailer::kSize> bytes{};
+    const ByteView trailer{bytes};
+    bool hasTrailer = false;
+    if (size - trailerStart >= krwfile::trailer::kSize) {
+        if (readFullyAt(handle, trailerStart, bytes) != FileRead::complete) return nullptr;
+        hasTrailer = trailer.u32(krwfile::trailer::kMagicOffset) == krwfile::trailer::kMagic;
+    }
+    if (!hasTrailer) {
+        std::printf("rebuild frame table.\n");
+        return scan(handle, frameCount, danrawOffset, take);
+    }
+
+    const std::optional<StoredTable> stored = locateStoredTable(trailer, size);
+    if (!stored) return nullptr;
+    Table table(static_cast<std::uint64_t*>(std::malloc(stored->bytes)));
+    if (table == nullptr) return nullptr;
+    // The machine is little-endian, as the file is: the offsets are used as they are read.
+    const std::span tableBytes(reinterpret_cast<std::uint8_t*>(table.get()), stored->bytes);
+    if (readFullyAt(handle, stored->offset, tableBytes) != FileRead::complete) return nullptr;
+    *frameCount = stored->frameCount;
+    return table.release();
+}
+
+std::uint64_t* krw2_get_frame_table(std::int64_t handle, std::int32_t* frameCount,
+                                    std::int32_t danrawOffset) {
+    return loadFrameTable(handle, frameCount, danrawOffset, {});
+}
+
+std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frameCount,
+                                        std::int32_t danrawOffset) {
+    return scan(handle, frameCount, danrawOffset, {});
 }

@@ -2,7 +2,10 @@
 // following the chain of records.
 #pragma once
 
+#include "krw/byte_view.h"
+
 #include <cstdint>
+#include <functional>
 
 /// Looks for the stored table, and scans the records when the file has no trailer. `danrawOffset` is the
 /// offset of the DANRAW_HEADER inside a record. Returns `*frameCount` record offsets in frame order, or null
@@ -17,3 +20,11 @@
 /// two records; `*frameCount` has the number found.
 [[nodiscard]] std::uint64_t* krw2_rebuild_frame_table(std::int64_t handle, std::int32_t* frameCount,
                                                       std::int32_t danrawOffset);
+
+/// Told of each record that a scan finds: where it starts, and its DANRAW_HEADER.
+using RecordTaker = std::function<void(std::uint64_t start, ByteView danraw)>;
+
+/// What krw2_get_frame_table does; `take` is told of the records when there is no stored table. For programs
+/// that want more of the records than their places, and want to read them once.
+[[nodiscard]] std::uint64_t* loadFrameTable(std::int64_t handle, std::int32_t* frameCount,
+                                            std::int32_t danrawOffset, const RecordTaker& take);

@@ -42,6 +42,8 @@ class ClipFile final {
     /// A frame's header. Nothing is returned when the header cannot be read, or has no signature or no valid
     /// picture size.
     [[nodiscard]] std::optional<RecordHeader> header(std::uint32_t frame);
+    /// Where a frame's record ends. Nothing is returned where there is no header().
+    [[nodiscard]] std::optional<std::uint64_t> recordEnd(std::uint32_t frame);
     /// A frame's coded planes. Nothing is returned when one of the four cannot be read.
     [[nodiscard]] std::optional<CodedFrame> planes(const RecordHeader& header);
     /// The last bytes of a coded plane, at most `most`; empty when they cannot be read.
@@ -49,9 +51,14 @@ class ClipFile final {
                                                       std::uint32_t most);
 
   private:
+    /// Loads the frame table. Throws std::runtime_error.
+    void load();
+
     std::string m_path;
     std::int64_t m_handle;
     std::uint64_t m_danrawOffset = 0;
     std::shared_ptr<const std::uint64_t> m_table;
     std::size_t m_frames = 0;
+    // Ends of the records, for a table that was made from their headers; 0 where a header says no valid size.
+    std::shared_ptr<const std::vector<std::uint64_t>> m_ends;
 };

@@ -3,6 +3,7 @@
 #include "host/timecode.h"
 #include "krw/format.h"
 #include "krw/frame_rate.h"
+#include "tools/clip/record_extent.h"
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,6 @@
 namespace {
 
 namespace danraw = krwfile::danraw;
-namespace plane = krwfile::plane;
 
 // Fields that a camera sets before a recording and keeps to its end.
 constexpr std::array kConstantFields{
@@ -36,22 +36,6 @@ constexpr std::array kConstantFields{
 constexpr std::uint32_t kTimecodeFlags = 0x1200;
 // Padding that may lie between the parts of a record.
 constexpr std::uint64_t kSlack = std::uint64_t{64} << 10;
-
-struct Extent {
-    std::uint64_t end = 0;   // from the record's start
-    std::uint64_t bytes = 0; // in its parts
-};
-
-Extent extentOf(ByteView header, std::uint32_t danrawOffset) {
-    const std::uint64_t headers = std::uint64_t{danrawOffset} + danraw::kSize;
-    Extent extent{headers, headers};
-    for (std::size_t k = 0; k < plane::kCount; ++k) {
-        const PlaneDescriptor descriptor = planeDescriptor(header, k);
-        extent.end = std::max(extent.end, std::uint64_t{descriptor.dataOffset} + descriptor.dataSize);
-        extent.bytes += descriptor.dataSize;
-    }
-    return extent;
-}
 
 } // namespace
 
@@ -79,13 +63,10 @@ void describeRecord(FoundRecord& record, ByteView header, std::uint32_t danrawOf
     record.dropFrame = tcDropFrame() != 0;
     record.framesPerSecond =
         static_cast<std::uint16_t>(timecodeCounting(rate.rate, rate.scale, false).framesPerSecond);
-    // The stated length may include padding. A length that is far off is damaged itself.
-    const std::uint64_t end = extentOf(header, danrawOffset).end;
-    const bool plausible = record.length >= end && record.length <= end + end / 4 + kSlack;
-    record.size = plausible ? record.length : end;
+    record.size = recordSize(header, danrawOffset);
 }
 
 bool liesTogether(ByteView header, std::uint32_t danrawOffset) {
-    const Extent extent = extentOf(header, danrawOffset);
+    const RecordExtent extent = recordExtent(header, danrawOffset);
     return extent.end <= 4 * extent.bytes + kSlack;
 }

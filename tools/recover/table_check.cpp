@@ -3,7 +3,6 @@
 #include "krw/byte_view.h"
 #include "krw/format.h"
 #include "tools/clip/interrupt.h"
-#include "tools/recover/found_record.h"
 #include "tools/recover/record_scan.h"
 #include "tools/recover/source.h"
 
@@ -60,16 +59,14 @@ struct KnownRecords {
 KnownRecords readRecords(ClipFile& file, TableReport& report) {
     KnownRecords known;
     for (std::uint32_t frame = 0; frame < file.table().size(); ++frame) {
-        const std::optional<RecordHeader> header = file.header(frame);
-        if (!header) {
+        const std::optional<std::uint64_t> end = file.recordEnd(frame);
+        if (!end) {
             ++report.entriesWithoutRecord;
             continue;
         }
-        FoundRecord record;
-        record.danraw = header->recordStart + file.danrawOffset();
-        describeRecord(record, header->view(), static_cast<std::uint32_t>(file.danrawOffset()));
-        known.headers.push_back(record.danraw);
-        known.covered.push_back({header->recordStart, header->recordStart + record.size});
+        const std::uint64_t start = file.table()[frame];
+        known.headers.push_back(start + file.danrawOffset());
+        known.covered.push_back({start, *end});
         known.end = std::max(known.end, known.covered.back().end);
     }
     std::ranges::sort(known.headers);
