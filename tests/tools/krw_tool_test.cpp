@@ -146,12 +146,10 @@ TEST_F(KrwTool, NamesDamagedFramesAndDeliversTheOthers) {
     EXPECT_EQ(told.status, 1);
     EXPECT_THAT(told.out, HasSubstr("frame 1 damaged"));
     EXPECT_THAT(told.out, HasSubstr("frame 3 unreadable"));
-
     const Outcome grey = krw("frame spoilt.krw 0 -o grey.png --balance grey");
     EXPECT_EQ(grey.status, 0);
     EXPECT_THAT(grey.err, HasSubstr("krw: spoilt.krw: the white balance is estimated from 3 of 5 frames; "
                                     "frame 1: plane 2 breaks off"));
-    EXPECT_EQ(krw("frame spoilt.krw 0 -o clip.png --balance clip").err, "");
 }
 
 TEST_F(KrwTool, ListsTheSameForAnyNumberOfJobsAndComparesLists) {

@@ -11,8 +11,8 @@
 
 namespace {
 
-/// A zlib stream that grows (RFC 1950). ISA-L's level 1 takes a fifth of the time of zlib's level 1, and its
-/// streams of developed pictures are a little smaller.
+/// A zlib stream that grows (RFC 1950). ISA-L's level 1 takes about a quarter of the time of zlib's level 1,
+/// and its streams of developed pictures are a little smaller.
 class ZlibStream final {
   public:
     ZlibStream() : m_state(std::make_unique<isal_zstream>()), m_work(ISAL_DEF_LVL1_DEFAULT) {
