@@ -77,11 +77,12 @@ class Caller {
         if (subimages > 1) require(isValid, "a clip of several frames that opens is a valid file");
         m_rowBytes = spec.scanline_bytes();
         m_height = spec.height;
-        for (int reads = 0; reads < 2; ++reads)
-            look(
-                static_cast<int>(m_choices.below(static_cast<std::uint32_t>(std::min(subimages, 1000)) + 1)) -
-                    (m_choices.below(16) == 0 ? 1 : 0),
-                subimages);
+        constexpr int kMostLooked = 1000;
+        const auto places = static_cast<std::uint32_t>(std::min(subimages, kMostLooked)) + 1;
+        for (int reads = 0; reads < 2; ++reads) {
+            const auto subimage = static_cast<int>(m_choices.below(places));
+            look(m_choices.below(16) == 0 ? subimage - 1 : subimage, subimages);
+        }
         require(m_input.close(), "a clip closes");
         m_rowBytes = 0; // a row can be longer than any block
         require(!readRows(0, 0, 1, kFillings[0]), "a clip that is closed has no rows");
