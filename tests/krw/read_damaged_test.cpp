@@ -227,7 +227,7 @@ TEST(ReadDamaged, BitsBehindAPlaneAreZero) {
         }
         return pictures;
     };
-    const auto forEachPlane = [&clip](const std::function<void(std::size_t, std::size_t)>& work) {
+    const auto forEachPlane = [](const std::function<void(std::size_t, std::size_t)>& work) {
         for (std::size_t frame = 0; frame < 8; ++frame)
             for (std::size_t k = 0; k < plane::kCount; ++k)
                 work(frame, k);
