@@ -65,18 +65,18 @@ class Caller {
 
     void openAndRead(const std::string& path) {
         const bool isValid = m_input.valid_file(path);
-        OIIO::ImageSpec spec;
-        if (!m_input.open(path, spec, wishes(m_choices))) {
+        OIIO::ImageSpec first;
+        if (!m_input.open(path, first, wishes(m_choices))) {
             requireReason();
             require(!m_input.seek_subimage(0, 0), "a clip that did not open has no pictures");
             readRows(0, 0, 1, kFillings[0]);
             return;
         }
-        const int subimages = spec.get_int_attribute("oiio:subimages");
-        require(subimages > 0 && spec.width > 0 && spec.height > 0, "a clip that opens has pictures");
+        const int subimages = first.get_int_attribute("oiio:subimages");
+        require(subimages > 0 && first.width > 0 && first.height > 0, "a clip that opens has pictures");
         if (subimages > 1) require(isValid, "a clip of several frames that opens is a valid file");
-        m_rowBytes = spec.scanline_bytes();
-        m_height = spec.height;
+        m_rowBytes = first.scanline_bytes();
+        m_height = first.height;
         constexpr int kMostLooked = 1000;
         const auto places = static_cast<std::uint32_t>(std::min(subimages, kMostLooked)) + 1;
         for (int reads = 0; reads < 2; ++reads) {

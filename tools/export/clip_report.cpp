@@ -16,7 +16,8 @@ std::vector<TriedFrame> tryFrames(Clip& clip, const FrameSet& frames) {
     return tried;
 }
 
-/// The same clip without side-cars; none when it cannot be opened so (no room for a link, say).
+/// The same clip without side-cars; none when its headers cannot be copied (the temporary folder is full,
+/// say).
 std::optional<ClipWithoutSideCars> withoutSideCars(const Plugin& plugin, const std::string& path) {
     try {
         return std::optional<ClipWithoutSideCars>(std::in_place, plugin, path);
